@@ -1,0 +1,63 @@
+// Item tables: counted lists of texts.
+//
+// A list counts occurrences of texts.  Its observable order while counting
+// is ascending text order under the list's comparison (strcmp, or strcasecmp
+// for a list counted ignoring case); SortList turns it into descending count
+// order, ties in descending text order.  Counting costs O(1) amortised (a hash
+// index); the text order is produced only when someone needs it (sorting,
+// reclamation by smart memory).
+#pragma once
+
+#include <cstdint>
+
+struct ItemList;  // one list: its nodes and their index (list.cpp)
+struct ListInfo;
+
+// One counted text.  Every node is accounted as 256 bytes by smart memory,
+// whatever its real size: the text is stored, at its own length, in the same
+// allocation as the node.
+struct ListItem {
+  ListItem* next;      // next node in count order (valid after SortList)
+  ItemList* sublist;   // secondary items (Bad URLs: referring pages), or null
+  int32_t count;       // occurrences; 1 at creation
+  char* item;          // the text as first seen (at most 243 characters)
+};
+
+// The catalogue record of a top-level list.
+struct ListInfo {
+  ItemList** list;     // the variable that holds the list
+  const char* name;    // display name
+  int32_t entries;     // top-level nodes allocated while smart memory is on, less reclaimed
+  int32_t reclaimed;   // top-level nodes freed by reclamation
+  ListInfo* next;
+};
+
+// A list variable is an ItemList*; null is the empty list.
+void init_list(ItemList** list, ListInfo** info, const char* name);
+
+// Counts one occurrence of item (and of secondary under it, when given and
+// non-empty).  parent is null for a top-level item.  Ends the process with
+// status 1 when no node can be had even after reclaiming.
+void add_item(ItemList** list, ListInfo* info, const char* item, const char* secondary,
+              ListItem* parent, int ignoreCase);
+
+// Reorders the list by count and returns its first node (null when empty);
+// the chain continues through ListItem::next.  The list takes no more items.
+ListItem* SortList(ItemList* list);
+
+// Moves the node with text `item` just behind the node with text `behind`
+// ("" = to the front) in the count-order chain that starts at head; returns
+// the new head.
+ListItem* MoveItem(ListItem* head, const char* item, const char* behind);
+
+int list_length(const ItemList* list);
+int32_t TotalList(const ItemList* list);
+
+// Frees every node (sublists first); null does nothing.  Outside the
+// smart-memory accounting.
+void destroy(ItemList* list);
+// Frees every ListInfo of the catalogue gListInfo and empties it.
+void destroyListInfo();
+
+// Bob Jenkins' lookup2 hash.
+uint32_t hash(const void* key, uint32_t length, uint32_t initval);

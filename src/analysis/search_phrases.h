@@ -1,0 +1,36 @@
+// Search-engine phrase extraction and the per-engine phrase tables.
+#pragma once
+
+#include <cstdint>
+
+struct StatsFields;
+struct ItemList;
+struct ListInfo;
+
+constexpr int kSearchEngineCount = 31;
+
+// Titles of the 31 engine lists, in list order ("AltaVista Search Phrases" ...).
+extern const char* const kSearchListTitles[kSearchEngineCount];
+
+// Display order: for display index d, the list index it shows, its display
+// name and its link host.
+struct SearchDisplay {
+  int list;
+  const char* name;  // Search_Name
+  const char* href;  // Search_Href
+};
+extern const SearchDisplay kSearchDisplay[kSearchEngineCount];
+
+// Finds the engine of a referrer (which contains '?') and its phrase.
+// work is a 244-byte buffer that receives a copy of the referrer and, on
+// success, the decoded phrase.  Returns the engine's list index (0-30) when
+// one of the engine's parameters was found (the phrase may be empty), else -1.
+int ExtractSearchPhrase(const char* referrer, char* work);
+
+// 1 and text overwritten with the decoded value of parameter `name` of the
+// query after the first '?'; 0 and text unchanged otherwise.
+int parseQuery(char* text, const char* name);
+
+// Prints one engine's block of the search section.
+void display_keywords(const StatsFields* settings, ItemList* list, int length, int displayIndex,
+                      int searchHits);

@@ -1,0 +1,64 @@
+// The log reader: finds the log files of a run, keeps their summary file,
+// recognises each log's format and turns its lines into hit records.
+//
+// Interface towards the analysis pass; the module's state lives in the
+// superlog .cpp files (one state block, see superlog_state.h).
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+#include "base/time32.h"
+
+struct StatsFields;
+
+// A counter of two unsigned 32-bit words whose value is
+// first * 1,000,000,000 + second (second never above 10^9).
+struct SuperLong {
+  uint32_t first = 0;
+  uint32_t second = 0;
+};
+void SuperLongAdd(SuperLong* counter, uint32_t amount);
+double SuperLongToDouble(SuperLong value);
+
+// One accepted log line.  The texts point into the reader's buffers and are
+// valid only until the next SuperLog_ParseNextLine call.
+struct LogHit {
+  char* host;
+  struct tm tm;        // local broken-down time, after the GMT correction
+  ll::time32_t time;   // calendar time, after the GMT correction; never 0 or -1
+  char* url;           // never null, never "-"
+  int32_t status;
+  int32_t bytes;
+  char* referrer;      // null when absent, empty or "-"
+  char* agent;         // null when absent, empty or "-"
+  char* realm;         // null when absent, empty or "-"
+  char* user;          // null when absent, empty or "-"
+};
+
+// Discovery and the walk over the files (the report range in calendar time).
+void SuperLog_Init(StatsFields* settings, ll::time32_t rangeFirst, ll::time32_t rangeLast);
+int32_t SuperLog_LogFilesFound();
+int32_t SuperLog_NextLogFile();
+void SuperLog_NextLogFile_Done();
+int32_t SuperLog_LogsInRange();
+void SuperLog_Uninit();
+
+// 1 and the next accepted hit of the open file; 0 when the file is used up.
+int32_t SuperLog_ParseNextLine(LogHit* hit);
+
+// Bytes read from all log files by the block reader in this run.
+void SuperLog_GetTotalLogBytesRead(SuperLong* out);
+
+// Ranked setters (ParamSource rule: taken when rank >= the kept rank).
+void SuperLog_SetFixGmt(const char* value, int32_t source);
+void SuperLog_SetDateFormat(const char* value, int32_t source);
+void SuperLog_SetLogFormat(const char* logFormat, int32_t source);
+int32_t SuperLog_GetDateFormat();  // 1 DMY, 2 DYM, 3 MDY, 4 MYD, 5 YDM, 6 YMD
+
+// Strips trailing '?' and blanks from a field template, in place.
+void TrimLogFormat(char* logFormat);
+
+// Returns every piece of the reader's module state to its process-start
+// value, freeing what it owns.  For tests.
+void SuperLog_ResetForTesting();

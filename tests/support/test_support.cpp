@@ -1,0 +1,145 @@
+#include "support/test_support.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace testing_support {
+
+namespace fs = std::filesystem;
+
+TempDir::TempDir() {
+  std::string pattern = (fs::temp_directory_path() / "loglantern-test-XXXXXX").string();
+  std::vector<char> buf(pattern.begin(), pattern.end());
+  buf.push_back(0);
+  if (!mkdtemp(buf.data())) throw std::runtime_error("mkdtemp failed");
+  path_ = buf.data();
+}
+
+TempDir::~TempDir() {
+  std::error_code ec;
+  fs::remove_all(path_, ec);
+}
+
+void WriteFile(const std::string& path, const std::string& content) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(content.data(), static_cast<std::streamsize>(content.size()));
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+bool FileExists(const std::string& path) { return fs::exists(path); }
+
+CaptureStdout::CaptureStdout() {
+  fflush(stdout);
+  char name[] = "/tmp/loglantern-stdout-XXXXXX";
+  int fd = mkstemp(name);
+  if (fd < 0) throw std::runtime_error("mkstemp failed");
+  path_ = name;
+  savedFd_ = dup(STDOUT_FILENO);
+  dup2(fd, STDOUT_FILENO);
+  close(fd);
+}
+
+CaptureStdout::~CaptureStdout() { Finish(); }
+
+std::string CaptureStdout::Finish() {
+  if (done_) return {};
+  done_ = true;
+  fflush(stdout);
+  dup2(savedFd_, STDOUT_FILENO);
+  close(savedFd_);
+  std::string text = ReadFile(path_);
+  unlink(path_.c_str());
+  return text;
+}
+
+static std::string EnvOr(const char* name, const std::string& fallback) {
+  const char* v = getenv(name);
+  return v && *v ? v : fallback;
+}
+
+std::string BinaryPath() { return EnvOr("LOGLANTERN_BINARY", "build/loglantern"); }
+std::string SourceDir() { return EnvOr("LOGLANTERN_SOURCE_DIR", "."); }
+std::string SharedDir() { return EnvOr("LOGLANTERN_SHARED_DIR", SourceDir() + "/../shared"); }
+
+static std::string Slurp(int fd) {
+  std::string text;
+  char buf[65536];
+  ssize_t n;
+  while ((n = read(fd, buf, sizeof buf)) > 0) text.append(buf, static_cast<size_t>(n));
+  return text;
+}
+
+RunResult RunLoglantern(const std::vector<std::string>& args,
+                        const std::map<std::string, std::string>& env, const std::string& input,
+                        const std::string& cwd) {
+  signal(SIGPIPE, SIG_IGN);  // the program may exit without reading its input
+  std::string binary = fs::absolute(BinaryPath()).string();
+  std::map<std::string, std::string> fullEnv;
+  for (const char* keep : {"TZ", "LC_ALL"}) {
+    if (const char* v = getenv(keep)) fullEnv[keep] = v;
+  }
+  for (const auto& [k, v] : env) fullEnv[k] = v;
+  std::vector<std::string> envStrings;
+  for (const auto& [k, v] : fullEnv) envStrings.push_back(k + "=" + v);
+
+  int inPipe[2], outPipe[2], errPipe[2];
+  if (pipe(inPipe) || pipe(outPipe) || pipe(errPipe)) throw std::runtime_error("pipe failed");
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(inPipe[0], STDIN_FILENO);
+    dup2(outPipe[1], STDOUT_FILENO);
+    dup2(errPipe[1], STDERR_FILENO);
+    for (int fd : {inPipe[0], inPipe[1], outPipe[0], outPipe[1], errPipe[0], errPipe[1]}) close(fd);
+    if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(126);
+    std::vector<char*> argv{const_cast<char*>(binary.c_str())};
+    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    std::vector<char*> envp;
+    for (auto& e : envStrings) envp.push_back(e.data());
+    envp.push_back(nullptr);
+    execve(binary.c_str(), argv.data(), envp.data());
+    _exit(127);
+  }
+  close(inPipe[0]);
+  close(outPipe[1]);
+  close(errPipe[1]);
+  std::thread writer([&] {
+    size_t off = 0;
+    while (off < input.size()) {
+      ssize_t n = write(inPipe[1], input.data() + off, input.size() - off);
+      if (n <= 0) break;
+      off += static_cast<size_t>(n);
+    }
+    close(inPipe[1]);
+  });
+  RunResult result;
+  std::thread errReader([&] { result.err = Slurp(errPipe[0]); });
+  result.out = Slurp(outPipe[0]);
+  errReader.join();
+  writer.join();
+  close(outPipe[0]);
+  close(errPipe[0]);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result;
+}
+
+}  // namespace testing_support
