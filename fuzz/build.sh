@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Builds every fuzz/*_fuzz.cpp as a libFuzzer program with AddressSanitizer and
+# UndefinedBehaviorSanitizer (clang from Debian's clang package), linked with
+# all module sources.  Usage:
+#   fuzz/build.sh                       build into build-fuzz/
+#   build-fuzz/<name>_fuzz tests/corpus/<name>/ -max_total_time=60
+# Finds that matter are copied into tests/corpus/<name>/, where the unit tests
+# replay them on every run.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+out=build-fuzz
+mkdir -p "$out"
+mapfile -t sources < <(find src -name '*.cpp' ! -name main.cpp | sort)
+flags=(-std=c++20 -O1 -g -Isrc -fsanitize=fuzzer,address,undefined -fno-omit-frame-pointer)
+for target in fuzz/*_fuzz.cpp; do
+  name=$(basename "$target" .cpp)
+  echo "building $out/$name"
+  clang++ "${flags[@]}" "$target" "${sources[@]}" -lcrypt -o "$out/$name"
+done
