@@ -1,0 +1,442 @@
+// The analysis pass: one run over every log line of the report range.
+//
+// Performance notes.  The reading loop is the program's hot path: each hit
+// is tested by the cheap filters first (range, realm, user, host, find), in
+// the order that drops most hits soonest; filters whose setting is empty
+// are not called at all (they would keep every hit).  Per hit the pass
+// copies at most a few short texts into fixed 244-byte work buffers and
+// allocates nothing itself; the only allocations are new list nodes (made
+// by the item lists) and reverse lookups when DNS lookups are on.  Output
+// starts only after the loop, except the keep-alive blanks of flushtoserver.
+#include "analysis/analysis.h"
+
+#include <strings.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+
+#include "analysis/dns_cache.h"
+#include "analysis/filters.h"
+#include "analysis/list.h"
+#include "analysis/search_phrases.h"
+#include "analysis/smart_memory.h"
+#include "analysis/wildmat.h"
+#include "base/fixed_text.h"
+#include "base/globals.h"
+#include "base/time32.h"
+#include "cgi/cgi_env.h"
+#include "report/errors.h"
+#include "report/frame.h"
+#include "report/sections.h"
+#include "settings/check_params.h"
+#include "settings/stats_fields.h"
+#include "superlog/superlog.h"
+
+namespace {
+
+// The pass's lists, in the order they enter the list catalogue.  The order
+// decides which list smart memory cuts first on a tie, and the order of
+// the names in the header's memory warning.
+enum ListIndex {
+  kUrlsList,
+  kReferrersList,
+  kBrowsersList,
+  kBadUrlsList,
+  kBadReferrersList,
+  kDomainsList,
+  kDomainTypesList,
+  kFirstSearchList,
+  kListCount = kFirstSearchList + kSearchEngineCount,
+};
+
+constexpr const char* kMainListTitles[kFirstSearchList] = {
+    "Top URLs", "Top Referrers", "Browsers", "Bad URLs", "Bad Referrers", "Domains", "Domain Types",
+};
+
+constexpr size_t kWorkSize = 244;  // 243 characters and the terminator
+
+// How client addresses are turned into names (dnslookupenabled).
+enum LookupMode {
+  kNoLookup = 0,
+  kLookupEveryHit = 1,     // the host filter names hosts: resolve before filtering
+  kLookupForDomains = 2,   // the host filter is numeric: resolve only for the domain lists
+};
+
+struct AnalysisState {
+  PassResults results;
+  ListInfo* info[kListCount] = {};
+  int32_t totalHits = 0;
+  SuperLong totalBytes;
+  size_t findLength = 0;
+  bool anySectionCounts = false;
+  bool hostFilterOn = false;
+  bool fileTypeFilterOn = false;
+  int lookupMode = kNoLookup;
+  char urlWork[kWorkSize] = {};
+  char fileTypeWork[kWorkSize] = {};
+  char referrerWork[kWorkSize] = {};
+  char hostWork[kWorkSize] = {};
+};
+
+}  // namespace
+
+// ---- module state ----------------------------------------------------------
+namespace {
+AnalysisState mPass;       // one run of the pass; its counters outlive the run
+int32_t mLineCounter = 0;  // lines since the last keep-alive blank
+}  // namespace
+// ------------------------------------------------------------------------------
+
+namespace {
+
+ItemList** ListHead(int index) {
+  PassResults& r = mPass.results;
+  switch (index) {
+    case kUrlsList: return &r.topUrls;
+    case kReferrersList: return &r.topReferrers;
+    case kBrowsersList: return &r.browsers;
+    case kBadUrlsList: return &r.badUrls;
+    case kBadReferrersList: return &r.badReferrers;
+    case kDomainsList: return &r.domains;
+    case kDomainTypesList: return &r.domainTypes;
+    default: return &r.search[index - kFirstSearchList];
+  }
+}
+
+const char* ListTitle(int index) {
+  return index < kFirstSearchList ? kMainListTitles[index]
+                                  : kSearchListTitles[index - kFirstSearchList];
+}
+
+void AddItem(int index, const char* text, const char* secondary, bool ignoreCase) {
+  add_item(ListHead(index), mPass.info[index], text, secondary, nullptr, ignoreCase ? 1 : 0);
+}
+
+// ---- set-up ----
+
+// The report range: local midnight of the first day to 23:59:59 of the last.
+void ComputeRange(const StatsFields* settings) {
+  int sm = 0, sd = 0, sy = 0, em = 0, ed = 0, ey = 0;
+  ParseDate(&sm, &sd, &sy, &em, &ed, &ey, settings);
+  struct tm first = {};
+  first.tm_year = sy - 1900;
+  first.tm_mon = sm - 1;
+  first.tm_mday = sd;
+  first.tm_isdst = -1;
+  mPass.results.rangeFirst = ll::Mktime32(&first);
+  struct tm last = {};
+  last.tm_year = ey - 1900;
+  last.tm_mon = em - 1;
+  last.tm_mday = ed;
+  last.tm_hour = 23;
+  last.tm_min = 59;
+  last.tm_sec = 59;
+  last.tm_isdst = -1;
+  mPass.results.rangeLast = ll::Mktime32(&last);
+}
+
+void InitLists(const StatsFields* settings) {
+  gListInfo = ListCatalogue{};
+  smart_memory_init(settings);
+  DNSLookup_Init();
+  for (int i = 0; i < kListCount; ++i) init_list(ListHead(i), &mPass.info[i], ListTitle(i));
+}
+
+// With subdirs and a wildcard find, everything below the pattern matches:
+// a trailing '*' is added (over the last character when the field is full).
+// The header shows the completed pattern.
+void CompleteFindPattern(StatsFields* settings) {
+  char* find = settings->find.data();
+  size_t n = strlen(find);
+  if (settings->subdirs && settings->findPattern && (n == 0 || find[n - 1] != '*')) {
+    if (n >= kWorkSize - 1) {
+      find[n - 1] = '*';
+    } else {
+      find[n] = '*';
+      find[n + 1] = 0;
+    }
+  }
+  mPass.findLength = strlen(find);
+}
+
+bool AnySectionCounts(const StatsFields* s) {
+  return s->requests.show || s->referrers.show || s->browsers.show || s->domains.show ||
+         s->domainTypes.show || s->dailyTotals || s->hitsPerDayOfWeek || s->hitsPerHour;
+}
+
+void PrintDebugTableOpening() {
+  printf("<center><table border=1 cellspacing=0>\n");
+  printf("<tr><td colspan=6 align=center><font size=\"+1\"><b>Debugging "
+         "Information</b></font></td></tr>\n");
+}
+
+// Ends the run with error 11 when no log file matches the account's patterns.
+void SetUp(StatsFields* settings, CgiEnv* env) {
+  mPass = AnalysisState{};
+  ReportStartTime = ll::Time32Now();
+  ComputeRange(settings);
+  SuperLog_Init(settings, mPass.results.rangeFirst, mPass.results.rangeLast);
+  if (!SuperLog_LogFilesFound()) ServerError(11, env, settings);
+  InitLists(settings);
+  CompleteFindPattern(settings);
+  mPass.anySectionCounts = AnySectionCounts(settings);
+  mPass.hostFilterOn = !settings->filterDomains.empty();
+  mPass.fileTypeFilterOn = !settings->filterFileTypes.empty();
+  if (settings->debug) PrintDebugTableOpening();
+  if (settings->dnsLookupEnabled)
+    mPass.lookupMode =
+        IpAddrsOnly(settings->filterDomains.c_str()) ? kLookupForDomains : kLookupEveryHit;
+}
+
+// ---- per hit ----
+
+// A blank and a flush every thousand lines keep a web server from giving
+// up on a long analysis.
+void KeepAlive(const StatsFields* settings) {
+  if (!settings->flushToServer) return;
+  if (++mLineCounter > 1000) {
+    printf(" ");
+    fflush(nullptr);
+    mLineCounter = 0;
+  }
+}
+
+bool EqualsSetting(const char* value, const ll::FixedText<244>& setting) {
+  return value != nullptr && strcasecmp(value, setting.c_str()) == 0;
+}
+
+// The find test on a copy of the URL (cut at the find length for subdirs
+// without a pattern, and at the query unless showquery).
+bool MatchesFind(const StatsFields* s, const char* url) {
+  size_t limit = kWorkSize - 1;
+  if (s->subdirs && !s->findPattern && mPass.findLength < limit) limit = mPass.findLength;
+  ll::CopyText(mPass.urlWork, sizeof mPass.urlWork, url, strnlen(url, limit));
+  if (!s->showQuery) TruncateCGI(mPass.urlWork);
+  const char* find = s->find.c_str();
+  if (s->findCaseSensitive)
+    return s->findPattern ? super_wildmat(find, mPass.urlWork) == 0
+                          : strcmp(mPass.urlWork, find) == 0;
+  return s->findPattern ? super_wildmati(find, mPass.urlWork) == 0
+                        : strcasecmp(mPass.urlWork, find) == 0;
+}
+
+// Realm, user, host filter and find: the tests that drop a hit outright.
+bool PassesRequestFilters(const StatsFields* s, const LogHit* hit) {
+  if (!s->authRealm.empty() && !EqualsSetting(hit->realm, s->authRealm)) return false;
+  if (!s->authUser.empty() && !EqualsSetting(hit->user, s->authUser)) return false;
+  if (mPass.hostFilterOn && !NotFilteredDomain(s, hit->host)) return false;
+  return MatchesFind(s, hit->url);
+}
+
+bool FileTypePasses(const StatsFields* s, const char* url) {
+  if (!mPass.anySectionCounts || !mPass.fileTypeFilterOn) return true;
+  ll::CopyText(mPass.fileTypeWork, url);
+  TruncateFileType(mPass.fileTypeWork);
+  return NotFilteredFileType(s, mPass.fileTypeWork) != 0;
+}
+
+// 404s count whatever their file type.
+void CountBadRequest(const StatsFields* s, const LogHit* hit) {
+  if (hit->status != 404) return;
+  if (s->badUrls.show)
+    AddItem(kBadUrlsList, hit->url, s->badUrlReferrers ? hit->referrer : nullptr, false);
+  if (s->badReferrers.show && hit->referrer)
+    AddItem(kBadReferrersList, hit->referrer, nullptr, false);
+}
+
+void CountBrowser(const char* agent) {
+  if (MSIE(agent)) ++MsieCount;
+  if (strncmp(agent, "Mozilla/", 8) == 0 && !strstr(agent, "ompatible")) ++NavCount;
+  AddItem(kBrowsersList, agent, nullptr, false);
+  ++mPass.results.browserHits;
+}
+
+// Domains count the host's domain (or network for an address); domain types
+// count what is left after the last dot, "UNKNOWN" for an address.  Both cut
+// a copy of the host, so a resolved name of any length is safe to cut.
+void CountDomains(const StatsFields* s, const char* host) {
+  ll::CopyText(mPass.hostWork, host);
+  char* cut = mPass.hostWork;
+  if (s->domains.show) {
+    if (IPaddress(cut))
+      TruncateIP(cut);
+    else
+      cut = TruncateLSD(cut);
+    AddItem(kDomainsList, cut, nullptr, false);
+    ++mPass.results.domainHits;
+  }
+  if (s->domainTypes.show) {
+    if (cut != mPass.hostWork) memmove(mPass.hostWork, cut, strlen(cut) + 1);
+    TruncateDomain(mPass.hostWork, 1);
+    checkIP(mPass.hostWork);
+    AddItem(kDomainTypesList, mPass.hostWork, nullptr, false);
+    ++mPass.results.domainTypeHits;
+  }
+}
+
+void CountTimes(const StatsFields* s, const struct tm& tm) {
+  PassResults& r = mPass.results;
+  if (s->dailyTotals && tm.tm_yday >= 0 && tm.tm_yday < 366) {
+    ++r.dailyCounts[tm.tm_yday];
+    ++r.dailyHits;
+  }
+  if (s->hitsPerDayOfWeek && tm.tm_wday >= 0 && tm.tm_wday < 7) {
+    ++r.weekdayCounts[tm.tm_wday];
+    ++r.weekdayHits;
+  }
+  if (s->hitsPerHour && tm.tm_hour >= 0 && tm.tm_hour < 24) {
+    ++r.hourCounts[tm.tm_hour];
+    ++r.hourHits;
+  }
+}
+
+void CountSearchPhrase(const StatsFields* s, const char* referrer) {
+  int engine = ExtractSearchPhrase(referrer, mPass.referrerWork);
+  if (engine < 0) return;
+  AddItem(kFirstSearchList + engine, mPass.referrerWork, nullptr, !s->searchCaseSensitive);
+  ++mPass.results.searchHits;
+}
+
+// Search phrases count whatever the file type; the referrer list only for
+// hits that pass it.  A referrer from an excluded domain counts for neither.
+void CountReferrer(const StatsFields* s, const char* referrer, bool fileTypePasses) {
+  bool wantReferrer = s->referrers.show && fileTypePasses;
+  if (!s->search.show && !wantReferrer) return;
+  if (!referrer) return;
+  if (s->filterReferrers && !NotFilteredDomain(s, referrer)) return;
+  if (s->search.show && strchr(referrer, '?')) CountSearchPhrase(s, referrer);
+  if (wantReferrer) {
+    AddItem(kReferrersList, referrer, nullptr, true);
+    ++mPass.results.referralHits;
+  }
+}
+
+void CountUrl(const StatsFields* s, char* url) {
+  if (!s->badUrls.show && !s->requests.show) return;
+  if (s->requests.show) {
+    if (!s->showQuery) TruncateCGI(url);
+    AddItem(kUrlsList, url, nullptr, !s->findCaseSensitive);
+  }
+  ++mPass.results.urlHits;
+}
+
+// Returns the resolved name that now stands as the hit's host (the caller
+// frees it), or null.  Sets *dropped when the name is an excluded domain.
+char* ResolveForFilter(const StatsFields* s, LogHit* hit, bool* dropped) {
+  char* name = GetHostFromIP(hit->host);
+  if (!name) return nullptr;
+  hit->host = name;
+  *dropped = !NotFilteredDomain(s, name);
+  return name;
+}
+
+char* ResolveForDomains(const StatsFields* s, LogHit* hit) {
+  if (!s->domains.show && !s->domainTypes.show) return nullptr;
+  if (!IsIpAddr(hit->host)) return nullptr;
+  char* name = GetHostFromIP(hit->host);
+  if (name) hit->host = name;
+  return name;
+}
+
+// Counts one hit of the report range into totals, lists and tables.
+void CountHit(const StatsFields* s, LogHit* hit) {
+  if (!PassesRequestFilters(s, hit)) return;
+  bool fileTypePasses = FileTypePasses(s, hit->url);
+  char* resolved = nullptr;
+  if (mPass.lookupMode == kLookupEveryHit && fileTypePasses && hit->host) {
+    bool dropped = false;
+    resolved = ResolveForFilter(s, hit, &dropped);
+    if (dropped) {
+      free(resolved);
+      return;
+    }
+  }
+  if (fileTypePasses) {
+    ++mPass.totalHits;
+    SuperLongAdd(&mPass.totalBytes, static_cast<uint32_t>(hit->bytes));
+  }
+  if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
+  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent);
+  if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
+    resolved = ResolveForDomains(s, hit);
+  if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host)
+    CountDomains(s, hit->host);
+  if (fileTypePasses) CountTimes(s, hit->tm);
+  CountReferrer(s, hit->referrer, fileTypePasses);
+  if (fileTypePasses) CountUrl(s, hit->url);
+  free(resolved);
+}
+
+// Reads every file that meets the report range; a file is in time order, so
+// its first hit past the range ends it.
+void ReadAllLogs(const StatsFields* settings) {
+  const ll::time32_t first = mPass.results.rangeFirst;
+  const ll::time32_t last = mPass.results.rangeLast;
+  LogHit hit;
+  while (SuperLog_NextLogFile()) {
+    while (SuperLog_ParseNextLine(&hit)) {
+      KeepAlive(settings);
+      if (hit.time < first) continue;
+      if (hit.time > last) break;
+      CountHit(settings, &hit);
+    }
+  }
+  SuperLog_NextLogFile_Done();
+}
+
+// ---- output and clean-up ----
+
+void WriteReport(const StatsFields* settings) {
+  // With nothing ever reclaimed, the peak is simply what is in use now.
+  if (gSM_TotalBytesFreed == 0) gSM_MaximumBytesAllocated = gSM_CurrentBytesAllocated;
+  if (settings->debug) PrintMemoryRows(settings);
+  DisplayHeader(settings, static_cast<uint32_t>(mPass.totalHits), mPass.totalBytes.second,
+                mPass.totalBytes.first);
+  if (SuperLog_LogsInRange()) {
+    OutputJumpBar(settings);
+    PrintReportSections(settings, &mPass.results);
+  }
+  ll::time32_t elapsed = ll::Time32Now() - ReportStartTime;
+  PrintFooter(settings, elapsed);
+}
+
+void DestroyList(int index) {
+  ItemList** head = ListHead(index);
+  destroy(*head);
+  *head = nullptr;
+}
+
+void CleanUp() {
+  destroyListInfo();
+  DestroyDNSCache();
+  SuperLog_Uninit();
+  for (int index : {kBadUrlsList, kBadReferrersList, kBrowsersList, kDomainsList,
+                    kDomainTypesList, kReferrersList, kUrlsList})
+    DestroyList(index);
+  for (int i = kFirstSearchList; i < kListCount; ++i) DestroyList(i);
+  for (ListInfo*& info : mPass.info) info = nullptr;
+  FreeDomainsNow();
+  FreeFileTypesNow();
+}
+
+}  // namespace
+
+void AnalyzeLogs(StatsFields* settings, CgiEnv* env) { do_bigass_analysis(settings, env); }
+
+void do_bigass_analysis(StatsFields* settings, CgiEnv* env) {
+  SetUp(settings, env);
+  ReadAllLogs(settings);
+  WriteReport(settings);
+  CleanUp();
+}
+
+const PassResults& AnalysisLastResultsForTesting() { return mPass.results; }
+int32_t AnalysisLastTotalHitsForTesting() { return mPass.totalHits; }
+SuperLong AnalysisLastTotalBytesForTesting() { return mPass.totalBytes; }
+
+void AnalysisResetForTesting() {
+  mPass = AnalysisState{};
+  mLineCounter = 0;
+}

@@ -1,0 +1,494 @@
+// The body of the report: one table per section, in a fixed order.
+//
+// List sections share one frame (title row, description row, summary row,
+// ranked rows); the search section prints one block per engine; the three
+// time sections are bar charts.  The sections only read the pass's results,
+// except that printing sorts each list once.
+#include "report/sections.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "analysis/dns_cache.h"
+#include "analysis/list.h"
+#include "base/fixed_text.h"
+#include "base/globals.h"
+#include "report/frame.h"
+#include "settings/stats_fields.h"
+#include "superlog/superlog.h"
+
+namespace {
+
+constexpr const char* kNoItemsRow = "<tr>\n<td colspan=\"3\"><i><b>No items found</b></i></td>\n</tr>\n";
+constexpr const char* kNoChartItemsRow = "<tr>\n<td><b><i>No items found</i></b></td>\n</tr>\n";
+constexpr const char* kSearchColour = "#40C080";
+constexpr const char* kFullDayNames[7] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                          "Thursday", "Friday", "Saturday"};
+constexpr const char* kShortDayNames[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+
+// One counted-list section of the report.
+struct ListSection {
+  const char* anchor;
+  const char* colour;
+  const char* title;
+  const char* description;
+  const char* summaryNoun;
+  const char* rowStyle;
+  SectionSetting StatsFields::*setting;
+  ItemList* PassResults::*list;
+  int32_t PassResults::*base;
+};
+
+constexpr ListSection kTopUrls = {
+    "urls", "#FFDD00", "Top URLs Requested",
+    "This report shows the most-requested pages for the days analyzed.", "URLs", "requests",
+    &StatsFields::requests, &PassResults::topUrls, &PassResults::urlHits};
+constexpr ListSection kTopReferrers = {
+    "referrers", "#00E8E8", "Top Referrers To Your Site",
+    "This report shows the pages that visitors to your site came from.", "referrers",
+    "referrals", &StatsFields::referrers, &PassResults::topReferrers,
+    &PassResults::referralHits};
+constexpr ListSection kBrowsers = {
+    "browsers", "#00A0A0", "Most Common Browsers",
+    "This report shows which browsers are being used to view your site.", "browsers", "browser",
+    &StatsFields::browsers, &PassResults::browsers, &PassResults::browserHits};
+constexpr ListSection kBadUrls = {
+    "badurls", "#D00000", "Bad URLs",
+    "This report lists the requests that generated <i>404 Not Found</i> error messages "
+    "(because the requested files didn't exist).",
+    " bad URLs", "requests", &StatsFields::badUrls, &PassResults::badUrls, &PassResults::urlHits};
+constexpr ListSection kBadReferrers = {
+    "badreferrers", "#C048A8", "Bad Referrers",
+    "This report lists pages with invalid links to your site. Click on each link to visit the "
+    "page to look for the invalid link.",
+    " bad referrers", "referrals", &StatsFields::badReferrers, &PassResults::badReferrers,
+    &PassResults::urlHits};
+constexpr ListSection kDomains = {
+    "domains", "#A0A048", "User Domain Analysis",
+    "This report shows the domain of users viewing your site.", "domains", "",
+    &StatsFields::domains, &PassResults::domains, &PassResults::domainHits};
+constexpr ListSection kDomainTypes = {
+    "networks", "#3399CC", "Types Of Domains",
+    "This report shows the most common country or institution type of the users viewing your "
+    "site.  (This is the top-level domain of the user.)",
+    "origins", "network", &StatsFields::domainTypes, &PassResults::domainTypes,
+    &PassResults::domainTypeHits};
+
+// One bar-chart section; its rows are written by its own printer.
+struct ChartSection {
+  const char* anchor;
+  const char* colour;
+  const char* title;
+  const char* description;
+};
+
+constexpr ChartSection kDaily = {"daily", "#CC9966", "Daily Totals",
+                                 "This report shows how many hits your site received on each day."};
+constexpr ChartSection kWeekly = {
+    "weekly", "#FFCC99", "Hits Per Day of Week",
+    "This report shows how hits to your site are distributed throughout the week."};
+constexpr ChartSection kHourly = {
+    "hourly", "#CC6666", "Hits Per Hour",
+    "This report shows how hits to your site are distributed throughout the day."};
+
+constexpr const char* kDayColumns =
+    "<tr>\n<td align=right><b>Day</b></td>\n<td align=center><b>%% of Total</b></td>\n"
+    "<td><b>Number of Hits</b></td>\n</tr>\n";
+constexpr const char* kHourColumns =
+    "<tr>\n<td align=right><b>Hour</b></td>\n<td align=center><b>%% of Total</b></td>\n"
+    "<td><b>Number of Hits</b></td>\n</tr>\n";
+
+void PrintSectionOpening(const char* anchor) {
+  printf("\n<p><a name=\"%s\"></a><hr noshade><p>\n", anchor);
+  printf("<center><table border=1 width=\"80%%\" cellspacing=0>\n");
+}
+
+// Closes a section's table, repeats the jump bar and, for a web server that
+// must keep the connection alive, pushes the section out.
+void PrintSectionClosing(const StatsFields* settings) {
+  printf("</table></center><p>");
+  OutputJumpBar(settings);
+  if (settings->flushToServer) fflush(nullptr);
+}
+
+double Share(int32_t count, int32_t total) {
+  return total != 0 ? count * 100.0 / total : 0.0;
+}
+
+// True when the item is an absolute URL whose scheme has 3 to 5 characters.
+bool IsAbsoluteUrl(const char* item) {
+  if (strlen(item) <= 8) return false;
+  for (int at = 3; at <= 5; ++at)
+    if (strncmp(item + at, "://", 3) == 0) return true;
+  return false;
+}
+
+// The referring pages listed under a bad URL; not limited by top or greater.
+void PrintSecondaryItems(ItemList* sublist) {
+  printf("\n<font size=\"-1\" face=\"Arial,Helv\">");
+  for (ListItem* sub = SortList(sublist); sub; sub = sub->next) {
+    printf("<br>\n&nbsp;&nbsp;<i>%ld&nbsp;referrer", static_cast<long>(sub->count));
+    if (sub->count > 1) printf("s");
+    printf("&nbsp;from:&nbsp;<a href=\"%s\" target=\"_blank\">%s</a></i>", sub->item, sub->item);
+  }
+  printf("\n</font>\n");
+}
+
+// One ranked row in the style that `noun` names.
+void PrintListRow(const StatsFields* settings, ListItem* node, const char* noun, int total) {
+  long count = node->count;
+  double share = Share(node->count, total);
+  if (strcmp(noun, "network") == 0) {
+    // The descriptive name may be longer than the node's own text.
+    char name[244];
+    ll::CopyText(name, node->item);
+    ResolveItem(name, settings->networksFile.c_str());
+    printf("<tr><td align=center>%ld</td><td align=center>%0.2f%%</td><td>%s</td></tr>\n", count,
+           share, name);
+    return;
+  }
+  bool referrals = strcmp(noun, "referrals") == 0;
+  bool requests = strcmp(noun, "requests") == 0;
+  if (!referrals && !requests) {
+    printf("<tr><td align=center>%ld</td><td align=center>%0.2f%%</td><td>%s</td></tr>\n", count,
+           share, node->item);
+    return;
+  }
+  printf("<tr><td align=center>%ld</td><td align=center>%0.2f%%</td>", count, share);
+  if (referrals) {
+    printf("<td><a href=\"%s\" target=\"_blank\">%s</a></td></tr>\n", node->item, node->item);
+    return;
+  }
+  if (IsAbsoluteUrl(node->item))
+    printf("<td><a href=\"%s\" target=\"_blank\">%s</a>", node->item, node->item);
+  else
+    printf("<td><a href=\"%s%s\" target=\"_blank\">%s</a>", settings->url.c_str(), node->item,
+           node->item);
+  if (node->sublist) PrintSecondaryItems(node->sublist);
+  printf("</td></tr>\n");
+}
+
+void PrintListSection(const StatsFields* settings, PassResults* results, const ListSection& s) {
+  const SectionSetting& limits = settings->*s.setting;
+  ItemList* list = results->*s.list;
+  PrintSectionOpening(s.anchor);
+  printf("<tr>\n");
+  printf("<td colspan=3 bgcolor=\"%s\" align=\"center\"><font size=\"+1\"><b>%s</b></font></td>\n",
+         s.colour, s.title);
+  printf("</tr>\n");
+  printf("<tr>\n");
+  printf("<td colspan=3 bgcolor=\"%s\">%s</td>\n", s.colour, s.description);
+  printf("</tr>\n");
+  if (s.list == &PassResults::browsers) gHits_Browsers = results->browserHits;
+  ReportSummary(list_length(list), limits.top, limits.topIsPercent, limits.greater, s.colour,
+                s.summaryNoun);
+  display_list(settings, list, limits.top, limits.topIsPercent, limits.greater, s.rowStyle,
+               results->*s.base);
+  PrintSectionClosing(settings);
+}
+
+void PrintSearchSection(const StatsFields* settings, PassResults* results) {
+  int phrases = 0;
+  for (ItemList* list : results->search) phrases += list_length(list);
+  char columns = phrases > 0 ? '2' : '1';
+  PrintSectionOpening("search");
+  printf("<tr>\n");
+  printf("<td colspan=%c bgcolor=\"#40C080\" align=\"center\"><font size=\"+1\"><b>Search "
+         "Phrases</b></font></td>\n",
+         columns);
+  printf("</tr>\n");
+  printf("<tr>\n");
+  printf("<td colspan=%c bgcolor=\"#40C080\">This report shows the phrases submitted to the "
+         "popular search engines by users looking for your site's content.",
+         columns);
+  printf("</td>\n");
+  printf("</tr>\n");
+  const SectionSetting& limits = settings->search;
+  ReportSummary(phrases, limits.top, limits.topIsPercent, limits.greater, kSearchColour,
+                "phrases");
+  if (phrases > 0) {
+    printf("<tr>\n<td align=\"center\" width=\"10%%\"><b>Quantity</b></td>");
+    printf("<td><b>Phrase</b></td></tr>\n");
+    for (int d = 0; d < kSearchEngineCount; ++d) {
+      ItemList* list = results->search[kSearchDisplay[d].list];
+      display_keywords(settings, list, list_length(list), d, results->searchHits);
+    }
+  } else {
+    printf("<tr>\n<td><b><i>No search phrases found</i></b></td>\n</tr>\n");
+  }
+  PrintSectionClosing(settings);
+}
+
+// ---- bar charts ----
+
+void PrintChartOpening(const ChartSection& s) {
+  PrintSectionOpening(s.anchor);
+  printf("<tr>\n");
+  printf("<td bgcolor=\"%s\" align=\"center\"><font size=\"+1\"><b>%s</b></font></td>\n", s.colour,
+         s.title);
+  printf("</tr>\n");
+  printf("<tr>\n");
+  printf("<td bgcolor=\"%s\">%s</td>\n", s.colour, s.description);
+  printf("</tr>\n");
+}
+
+int32_t LargestCount(const int32_t* counts, int n) {
+  int32_t largest = 0;
+  for (int i = 0; i < n; ++i)
+    if (counts[i] > largest) largest = counts[i];
+  return largest;
+}
+
+// The bar is 300 pixels for the largest entry, truncated for the others.
+int BarWidth(int32_t count, int32_t largest) {
+  return static_cast<int>(static_cast<int64_t>(count) * 300 / largest);
+}
+
+// The share, bar and count cells of one chart row.  colour is "blue" or
+// "red" for the day charts, null for the hour chart (always red).
+void PrintChartCells(const StatsFields* settings, int32_t count, int32_t base, int32_t largest,
+                     const char* colour) {
+  double share = Share(count, base);
+  if (share < 0) share = 0;
+  printf("<td align=center>%.0f%%</td>\n", share);
+  printf("<td>");
+  if (count != 0) {
+    if (colour)
+      printf("<img src=\"%s/%s2x5.gif\" height=\"5\" width=\"%d\">&nbsp;",
+             settings->imagePath.c_str(), colour, BarWidth(count, largest));
+    else
+      printf("<img src=\"%s/red2x5.gif\" height=\"5\" width=\"%d\">&nbsp;",
+             settings->imagePath.c_str(), BarWidth(count, largest));
+  }
+  printf("%ld\n", static_cast<long>(count));
+  printf("</td></tr>\n");
+}
+
+const char* WeekendColour(int weekday) { return weekday == 0 || weekday == 6 ? "blue" : "red"; }
+
+bool IsLeapYear(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
+
+// Whether the log's date order puts the month before the day.
+bool MonthFirst() {
+  int order = SuperLog_GetDateFormat();
+  return order != 1 && order != 2 && order != 5;  // DMY, DYM and YDM put the day first
+}
+
+void PrintDailyRows(const StatsFields* settings, const PassResults* r, int32_t largest) {
+  struct tm start = {};
+  if (!ll::Localtime32(r->rangeFirst, &start)) return;
+  int day = start.tm_yday;
+  int weekday = start.tm_wday;
+  int year = start.tm_year + 1900;
+  bool monthFirst = MonthFirst();
+  // 64-bit steps: a range that ends near 2038 must not wrap the counter.
+  for (int64_t t = r->rangeFirst; t < r->rangeLast; t += 86400) {
+    struct tm tm = {};
+    ll::Localtime32(static_cast<ll::time32_t>(t), &tm);
+    printf("<tr><td align=\"right\">");
+    printf("<font size=\"-1\">%s</font>&nbsp;", kShortDayNames[weekday]);
+    if (monthFirst)
+      printf("%d/%d</td>\n", tm.tm_mon + 1, tm.tm_mday);
+    else
+      printf("%d/%d</td>\n", tm.tm_mday, tm.tm_mon + 1);
+    PrintChartCells(settings, r->dailyCounts[day], r->dailyHits, largest, WeekendColour(weekday));
+    weekday = (weekday + 1) % 7;
+    if (day >= (IsLeapYear(year) ? 365 : 364)) {
+      day = 0;
+      ++year;
+    } else {
+      ++day;
+    }
+  }
+}
+
+void PrintDailyTotals(const StatsFields* settings, const PassResults* r) {
+  PrintChartOpening(kDaily);
+  int32_t largest = LargestCount(r->dailyCounts, 366);
+  if (largest == 0) {
+    printf("%s", kNoChartItemsRow);
+  } else {
+    printf("<tr>\n<td bgcolor=\"#FFFFCC\">\n<table border=0 width=\"100%%\">\n");
+    printf(kDayColumns);
+    PrintDailyRows(settings, r, largest);
+    printf("</table></td>\n</tr>\n");
+  }
+  PrintSectionClosing(settings);
+}
+
+void PrintWeekdays(const StatsFields* settings, const PassResults* r) {
+  PrintChartOpening(kWeekly);
+  int32_t largest = LargestCount(r->weekdayCounts, 7);
+  if (largest == 0) {
+    printf("%s", kNoChartItemsRow);
+  } else {
+    printf("<tr>\n<td bgcolor=\"#FFFFCC\">\n<table border=0 width=\"100%%\">\n");
+    printf(kDayColumns);
+    for (int d = 0; d < 7; ++d) {
+      printf("<tr><td align=right>");
+      printf("%s</td>\n", kFullDayNames[d]);
+      PrintChartCells(settings, r->weekdayCounts[d], r->weekdayHits, largest, WeekendColour(d));
+    }
+    printf("</table></td>\n</tr>\n");
+  }
+  PrintSectionClosing(settings);
+}
+
+void PrintHourLabel(int hour) {
+  printf("<tr><td align=right>");
+  if (hour == 0)
+    printf("12&nbsp;am");
+  else if (hour < 12)
+    printf("%d&nbsp;am", hour);
+  else if (hour == 12)
+    printf("12&nbsp;pm");
+  else
+    printf("%d&nbsp;pm", hour - 12);
+  printf("</td>\n");
+}
+
+void PrintHours(const StatsFields* settings, const PassResults* r) {
+  PrintChartOpening(kHourly);
+  int32_t largest = LargestCount(r->hourCounts, 24);
+  if (largest == 0) {
+    printf("%s", kNoChartItemsRow);
+  } else {
+    printf("<tr>\n<td bgcolor=\"#FFFFCC\">\n<table border=0 width=\"100%%\">\n");
+    printf(kHourColumns);
+    for (int h = 0; h < 24; ++h) {
+      PrintHourLabel(h);
+      PrintChartCells(settings, r->hourCounts[h], r->hourHits, largest, nullptr);
+    }
+    printf("</table></td>\n</tr>\n");
+  }
+  PrintSectionClosing(settings);
+}
+
+// The summary sentence that says how much of a list the rows show.
+void PrintLimitSentence(int top, int topIsPercent, int greater, const char* noun) {
+  printf("This report shows");
+  if (top > 0) {
+    printf(" the top %d", top);
+    if (topIsPercent) printf("%% of");
+  } else {
+    printf(" all");
+  }
+  printf(" %s", noun);
+  if (greater > 1)
+    printf(" with at least %d requests.", greater);
+  else
+    printf(" requested.");
+  printf("<br>\n");
+}
+
+// A browser family's share of the browser hits; shares below 1% read as 0.
+double BrowserShare(int32_t count) {
+  if (gHits_Browsers == 0) return 0.0;
+  double share = count * 100.0 / gHits_Browsers;
+  return share < 1.0 ? 0.0 : share;
+}
+
+void PrintBrowserFamilies() {
+  printf("<br>\n<b>%ld</b> of the requests (<b>%0.0f%%</b>) were from versions of Netscape "
+         "Navigator-brand browsers.",
+         static_cast<long>(NavCount), BrowserShare(NavCount));
+  printf("<br>\n<b>%ld</b> of the requests (<b>%0.0f%%</b>) were from versions of Microsoft "
+         "Internet Explorer.",
+         static_cast<long>(MsieCount), BrowserShare(MsieCount));
+}
+
+void PrintSmartMemorySettings(const StatsFields* settings) {
+  printf("<tr><td colspan=6>&nbsp;</td></tr>\n<tr><td colspan=2 align=center><b>Memory "
+         "Usage</b></td></tr>\n");
+  printf("<tr><td>Smart Memory: Enabled</td><td>%s<td></tr>\n", "True");
+  printf("<tr><td>Smart Memory: minimum list entries to keep</td><td>%d<td></tr>\n",
+         settings->smartMemoryKeepEntries);
+  printf("<tr><td>Smart Memory: size of memory to reclaim</td><td>%dK<td></tr>\n",
+         settings->smartMemoryReclaimSize);
+  // A ceiling below 500K is no ceiling at all.
+  if (settings->smartMemoryMaxMemory >= 500)
+    printf("<tr><td>Smart Memory: maximum memory to allocate</td><td>%dK<td></tr>\n",
+           settings->smartMemoryMaxMemory);
+}
+
+void PrintMemoryStatistic(const char* label, int32_t bytes) {
+  char number[32];
+  FormatWithCommas(number, static_cast<uint32_t>(bytes), 0, 0);
+  printf("<tr><td>%s</td><td>%s</td></tr>\n", label, number);
+}
+
+}  // namespace
+
+void ReportSummary(int count, int top, int topIsPercent, int greater, const char* colour,
+                   const char* noun) {
+  if (count == 0) return;
+  bool unset = top == -1 && greater == -1;
+  bool limited = (top > 0 || greater > 1) && (count > top || topIsPercent) &&
+                 (!topIsPercent || top <= 99);
+  bool allShown = !limited;
+  printf("<tr>\n");
+  printf("<td bgcolor=\"%s\" align=\"center\" width=\"10%%\"><b>Summary:</b></td>\n", colour);
+  printf("<td colspan=%c bgcolor=\"%s\">", strcmp(noun, "phrases") == 0 ? '1' : '2', colour);
+  if (!unset && !allShown) PrintLimitSentence(top, topIsPercent, greater, noun);
+  printf("<b>%ld</b> distinct %s were found.", static_cast<long>(count), noun);
+  if (allShown && !unset) printf("  All are shown in the report.");
+  if (strcmp(noun, "browsers") == 0) PrintBrowserFamilies();
+  printf("</td>\n");
+  printf("</tr>\n");
+}
+
+void display_list(const StatsFields* settings, ItemList* list, int top, int topIsPercent,
+                  int greater, const char* noun, int total) {
+  int length = list_length(list);
+  if (length == 0) {
+    printf("%s", kNoItemsRow);
+    return;
+  }
+  int64_t limit = static_cast<int64_t>(length) * top / 100;
+  ListItem* head = SortList(list);
+  if (!head || head->item[0] == 0) {
+    printf("%s", kNoItemsRow);
+    return;
+  }
+  printf("<tr><td align=\"center\" width=\"10%%\"><b>Quantity</b></td>");
+  printf("<td align=\"center\" width=\"10%%\"><b>%% of Total</b></td>");
+  printf("<td><b>Item</b></td></tr>\n");
+  int64_t row = 1;
+  for (ListItem* node = head; node; node = node->next, ++row) {
+    if (node->count < greater) break;
+    if (top != 0 && row > (topIsPercent ? limit : top)) break;
+    PrintListRow(settings, node, noun, total);
+  }
+}
+
+void PrintReportSections(const StatsFields* settings, PassResults* results) {
+  if (settings->requests.show) PrintListSection(settings, results, kTopUrls);
+  if (settings->referrers.show) PrintListSection(settings, results, kTopReferrers);
+  if (settings->search.show) PrintSearchSection(settings, results);
+  if (settings->browsers.show) PrintListSection(settings, results, kBrowsers);
+  if (settings->badUrls.show) PrintListSection(settings, results, kBadUrls);
+  if (settings->badReferrers.show) PrintListSection(settings, results, kBadReferrers);
+  if (settings->domains.show) PrintListSection(settings, results, kDomains);
+  if (settings->domainTypes.show) PrintListSection(settings, results, kDomainTypes);
+  if (settings->dailyTotals) PrintDailyTotals(settings, results);
+  if (settings->hitsPerDayOfWeek) PrintWeekdays(settings, results);
+  if (settings->hitsPerHour) PrintHours(settings, results);
+}
+
+void PrintMemoryRows(const StatsFields* settings) {
+  if (settings->smartMemoryEnabled) {
+    PrintSmartMemorySettings(settings);
+    PrintMemoryStatistic("Current Bytes Allocated", gSM_CurrentBytesAllocated);
+    PrintMemoryStatistic("Total Bytes Allocated", gSM_TotalBytesAllocated);
+    PrintMemoryStatistic("Maximum Bytes Allocated", gSM_MaximumBytesAllocated);
+    PrintMemoryStatistic("Total Bytes Freed", gSM_TotalBytesFreed);
+    if (gSM_TotalBytesAllocated > 0) {
+      SuperLong read;
+      SuperLog_GetTotalLogBytesRead(&read);
+      float ratio = static_cast<float>(gSM_TotalBytesAllocated * 100.0 / SuperLongToDouble(read));
+      printf("<tr><td>Memory used to Log bytes read ratio:</td><td>%.2f%%</td></tr>\n", ratio);
+    }
+  }
+  printf("</table></center><p>\n");
+  if (settings->flushToServer) fflush(nullptr);
+}
