@@ -1,0 +1,164 @@
+// A slow, obviously right wildcard matcher and the consistency check that
+// the unit tests and the fuzz target run on the real one.
+//
+// The reference is the backtracking algorithm written out plainly: no memo
+// table, no limits, so it is only fed short inputs.  The real matcher must
+// give the same answer on every input the reference can afford.
+#pragma once
+
+#include <cstring>
+#include <string>
+
+#include "analysis/wildmat.h"
+
+namespace wildmat_reference {
+
+struct Matcher {
+  int lbrace = 0;
+
+  // Moves past the rest of a group from just after one of its characters,
+  // counting nesting from depth 1; stops after the closing ")" or at the end.
+  static const char* PastGroup(const char* p) {
+    int depth = 1;
+    while (*p && depth > 0) {
+      if (*p == '(') depth++;
+      if (*p == ')') depth--;
+      p++;
+    }
+    return p;
+  }
+
+  int Do(const char* t, const char* p) {
+    if (*p == 0) return *t == 0 ? 1 : 0;
+    while (true) {
+      if (*p == ')') {
+        if (lbrace == 0) return -1;
+        while (*p == ')') p++;
+        if (*p == 0) return *t == 0 ? 1 : 0;
+      }
+      if (*p == '|') {
+        if (lbrace == 0) return -1;
+        while (*p == '|') {
+          p = PastGroup(p + 1);
+          while (*p == ')') p++;
+        }
+        if (*p == 0) return *t == 0 ? 1 : 0;
+      }
+      if (*t == 0 && *p != '*' && *p != '(') return -1;
+      if (*p == '*') {
+        while (*p == '*') p++;
+        if (*p == 0) return 1;
+        for (size_t i = 0; i <= strlen(t); i++) {
+          int r = Do(t + i, p);
+          if (r != 0) return r;
+        }
+        return -1;
+      }
+      if (*p == '(') {
+        lbrace++;
+        while (true) {
+          if (Do(t, p + 1) == 1) return 1;
+          const char* end = p + 1;
+          if (*end != '|' && *end != ')') {
+            int depth = 1;
+            while (*end) {
+              if (*end == '(') depth++;
+              if (*end == ')') depth--;
+              if (depth == 0) break;
+              if (*end == '|' && depth == 1) break;
+              end++;
+            }
+          }
+          if (*end == ')') {
+            lbrace--;
+            return 0;
+          }
+          if (*end == 0) return -1;
+          p = end;
+        }
+      }
+      if (*p == '[') {
+        bool negate = false;
+        if (p[1] == '^') {
+          negate = true;
+          p++;
+        }
+        bool matched = false;
+        if (p[1] == ']' || p[1] == '-') {
+          p++;
+          if (*p == *t) matched = true;
+        }
+        signed char last = (signed char)*p;
+        p++;
+        while (*p != 0 && *p != ']') {
+          if (*p == '-' && p[1] != ']' && p[1] != 0) {
+            signed char lo = last, hi = (signed char)p[1], c = (signed char)*t;
+            if (c >= lo && c <= hi) matched = true;
+            p++;
+          } else if (*p == *t) {
+            matched = true;
+          }
+          last = (signed char)*p;
+          p++;
+        }
+        if (matched == negate) return 0;
+        t++;
+        if (*p == 0) return *t == 0 ? 1 : 0;  // unterminated class
+        p++;
+        if (*p == 0) return *t == 0 ? 1 : 0;
+        continue;
+      }
+      if (*p == '\\') {
+        p++;
+        if (*p != *t) return 0;
+      } else if (*p != '?' && *p != *t) {
+        return 0;
+      }
+      t++;
+      p++;
+      if (*p == 0) return *t == 0 ? 1 : 0;
+    }
+  }
+};
+
+inline int ReferenceDoMatch(const char* text, const char* pattern) {
+  Matcher m;
+  return m.Do(text, pattern);
+}
+
+inline std::string Lower(std::string s) {
+  for (char& c : s)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return s;
+}
+
+// Inputs the reference can afford in a fraction of a second.
+constexpr size_t kReferenceLimit = 16;
+
+// Runs the real matcher on one input, "pattern\ntext" (a NUL ends either
+// part early), and returns what was wrong, or "" when every answer agrees.
+inline std::string CheckWildmatInput(const char* data, size_t size) {
+  std::string in(data, size);
+  size_t cut = in.find('\n');
+  std::string pattern = in.substr(0, cut);
+  std::string text = cut == std::string::npos ? "" : in.substr(cut + 1);
+  pattern = pattern.c_str();
+  text = text.c_str();
+
+  int r = DoMatch(text.c_str(), pattern.c_str());
+  if (r < -1 || r > 1) return "DoMatch gave " + std::to_string(r);
+  int expected = pattern == "*" ? 0 : (r == 1 ? 0 : 1);
+  if (super_wildmat(pattern.c_str(), text.c_str()) != expected)
+    return "super_wildmat disagrees with DoMatch";
+  int folded = super_wildmat(Lower(pattern).c_str(), Lower(text).c_str());
+  if (super_wildmati(pattern.c_str(), text.c_str()) != folded)
+    return "super_wildmati disagrees with super_wildmat on folded copies";
+  if (pattern.size() <= kReferenceLimit && text.size() <= kReferenceLimit) {
+    int want = ReferenceDoMatch(text.c_str(), pattern.c_str());
+    if (want != r)
+      return "DoMatch gave " + std::to_string(r) + ", the reference " + std::to_string(want);
+  }
+  return "";
+}
+
+}  // namespace wildmat_reference
