@@ -15,11 +15,14 @@ struct ListInfo;
 
 // One counted text.  Every node is accounted as 256 bytes by smart memory,
 // whatever its real size: the text is stored, at its own length, in the same
-// allocation as the node.
+// allocation as the node.  `item` therefore holds exactly strlen(item) + 1
+// bytes: code that rewrites a text (a domain-type code replaced by its name)
+// must copy it into a 244-byte buffer first.
 struct ListItem {
   ListItem* next;      // next node in count order (valid after SortList)
   ItemList* sublist;   // secondary items (Bad URLs: referring pages), or null
   int32_t count;       // occurrences; 1 at creation
+  uint32_t hashCode;   // the index's hash of the text (list.cpp only)
   char* item;          // the text as first seen (at most 243 characters)
 };
 
@@ -61,3 +64,16 @@ void destroyListInfo();
 
 // Bob Jenkins' lookup2 hash.
 uint32_t hash(const void* key, uint32_t length, uint32_t initval);
+
+// --- For smart memory's reclamation (and for tests that inspect a list) ---
+
+// Fills out[0..] with at most `max` nodes of list, leaving out
+// protectedNode: the first ones in reclamation order (ascending count, a
+// count below 1 taken as 1; equal counts in ascending text order under the
+// list's comparison), in that order.  Returns how many were written.  The
+// pointers stay valid until the nodes are removed.  Allocates nothing.
+int ListLowestItems(ItemList* list, const ListItem* protectedNode, ListItem** out, int max);
+
+// Unlinks node from list and frees it and its secondary nodes.  Returns the
+// number of nodes freed (1 + the secondary nodes).  Touches no statistics.
+int ListRemoveItem(ItemList* list, ListItem* node);

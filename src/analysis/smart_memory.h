@@ -1,4 +1,11 @@
 // Smart memory: a soft ceiling on the memory of the item lists.
+//
+// Every list node is allocated through smart_alloc, which accounts it (as
+// 256 bytes) in the statistics of base/globals.h and in its list's
+// `entries`.  When the ceiling is reached, or the system refuses memory, one
+// reclamation runs first: from the list with the most entries it frees the
+// entries with the lowest counts, until the reclaim size is freed or the
+// list is down to the floor, then goes on with the next longest list.
 #pragma once
 
 #include <cstddef>
@@ -8,20 +15,31 @@ struct StatsFields;
 struct ListInfo;
 struct ListItem;
 
-// Copies the four smart-memory settings into the module state.
+// Copies the four smart-memory settings into the module state: on/off, the
+// floor in entries, the reclaim size in K, and the ceiling (the setting in
+// K times 1024 when it is 500 or more, else no ceiling).
 void smart_memory_init(const StatsFields* settings);
 
 // Accounts one node of `size` bytes (always 256 for list nodes) for the
 // list `info`; parent is the node that owns a secondary item, or null.
-// Returns memory of at least `realSize` bytes, or null.  When the ceiling
-// is reached or memory is refused, one reclamation runs first.
+// Returns memory of at least `realSize` bytes (the caller frees it with
+// free, or through the list module), or null.  When the ceiling is reached
+// or memory is refused, one reclamation runs first, which may free any
+// top-level node of any list except `parent`.
 void* smart_alloc(size_t size, ListInfo* info, ListItem* parent, size_t realSize);
 
-// One reclamation; never frees `protectedNode`.
+// One reclamation; never frees `protectedNode`.  Always ends, also with a
+// floor of 0 or less.
 void smart_free(ListItem* protectedNode);
 
-// A malloc'ed copy of text, or null; reclaims once when the copy fails.
+// A malloc'ed copy of text (the caller frees it), or null; reclaims once
+// when the copy fails.  Not accounted.
 char* smart_strdup(const char* text);
 
-// Returns the module state to its process-start values.  For tests.
+// Returns the module state to its process-start values (smart memory off).
+// For tests.
 void smart_memory_reset_for_testing();
+
+// Makes the next `count` memory requests of smart_alloc and smart_strdup
+// fail, as if the system refused them.  For tests.
+void smart_memory_refuse_allocations_for_testing(int count);
