@@ -5,15 +5,13 @@
 // any disagreement or memory error stops the fuzzer.  Inputs that found a
 // fault are kept under tests/corpus/wildmat/, where a unit test replays them.
 //
-// Build and run (from the repository root):
-//   clang++ -std=c++20 -O1 -g -fsanitize=fuzzer,address,undefined -Isrc -Itests \
-//     fuzz/wildmat_fuzz.cpp src/analysis/wildmat.cpp -o /tmp/wildmat_fuzz
-//   /tmp/wildmat_fuzz -max_len=300 /tmp/wildmat_corpus tests/corpus/wildmat
+// Built by fuzz/build.sh; run with a scratch corpus beside the kept one:
+//   build-fuzz/wildmat_fuzz -max_len=300 /tmp/wildmat_corpus tests/corpus/wildmat
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "analysis/wildmat_reference.h"
+#include "../tests/analysis/wildmat_reference.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   std::string problem =
