@@ -1,0 +1,163 @@
+#include "report/info_pages.h"
+
+#include <gtest/gtest.h>
+#include <sys/utsname.h>
+
+#include <string>
+
+#include "cgi/cgi_env.h"
+#include "driver/run_in_child.h"
+#include "settings/stats_fields.h"
+#include "support/test_support.h"
+
+namespace {
+
+using front_test::RunInChild;
+
+class InfoPageTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    initialize(&settings, &env);
+    env.SCRIPT_NAME.set("/cgi-bin/loglantern");
+  }
+  StatsFields settings;
+  CgiEnv env;
+};
+
+TEST_F(InfoPageTest, UsageTextByteForByte) {
+  auto r = RunInChild([] { CommandLineHelp(); });
+  EXPECT_EQ(r.out,
+            "Loglantern 1.4.3\n\n"
+            "Syntax: loglantern param1=val1[,val2] param2=val1[,val2] ...\n\n"
+            "  Required Parameters:\t\t\n\n"
+            "   username=\"user\"\t\n"
+            "   find=path\t\t\t\t\n"
+            "   date=MMDDYYY,MMDDYYYY\n\n"
+            "  Reports:\t\t\n\n"
+            "   requests=1[,#top[,#greater]] [showquery=1] referrers=1[,#top[,#greater]]\n"
+            "   search=1[,#top[,#greater]]                 browsers=1[,#top[,#greater]]\n"
+            "   badurls=1[,#top[,#greater]]                badreferrers=1[,#top[,#greater]]\n"
+            "   domains=1[,#top[,#greater]]                domaintypes=1[,#top[,#greater]]\n"
+            "   hitsperdayofweek=1                         hitsperhour=1\n"
+            "   dailytotals=1\t\n\n"
+            "  Optional Parameters:\t\t\n\n"
+            "   password=\"pwd\"\t\t\n"
+            "   filter_domains=domain[,domain[,...]]    filter_filetypes=type[,type[,...]]\n"
+            "   find_pattern=1                          find_casesensitive=1 \n"
+            "   subdirs=1                               DNSLookupEnabled=1  \n"
+            "   AuthRealm=realm                         AuthUser=user\t\t\n"
+            "   search_casesensitive=1                  AuthUser=user\t\t\n"
+            "\n"
+            "Example: \n\n"
+            "   loglantern username=sample find=/ subdirs=1 date=01011998,12311998 \n"
+            "              requests=1,10 referrers=1,10, search=1,10 > report.htm \n"
+            "\n");
+}
+
+TEST_F(InfoPageTest, AboutPageAsHtml) {
+  struct utsname u;
+  ASSERT_EQ(uname(&u), 0);
+  std::string page = RunInChild([&] { AboutPage(&settings, &env); }).out;
+  std::string head =
+      "<html>\n<head>\n<title>About Loglantern Version 1.4.3</title>\n</head>\n\n\n\n\n<body>\n"
+      "<h2>Loglantern 1.4.3 build 43</h2>\n<b>Platform:</b> UNIX<br>\n"
+      "<b>Operating system:</b> " + std::string(u.sysname) + "<br>\n"
+      "<b>Release:</b> " + u.release + "<br>\n"
+      "<b>Processor:</b> " + u.machine + "<br>\n"
+      "<b>Version:</b> " + u.version + "<br>\n"
+      "<b>Node:</b> " + u.nodename + "<br>\n";
+  std::string tail =
+      "<a href=\"/cgi-bin/loglantern?credits\">View program credits</a>\n\n\n</body>\n\n</html>\n";
+  EXPECT_EQ(page.rfind(head, 0), 0u);
+  ASSERT_GE(page.size(), tail.size());
+  EXPECT_EQ(page.substr(page.size() - tail.size()), tail);
+  EXPECT_NE(page.find("href=\"/Loglantern/manual/#support\""), std::string::npos);
+  EXPECT_NE(page.find("Copyright (c) 2026 The Loglantern project"), std::string::npos);
+  EXPECT_EQ(page.find("mailto:"), std::string::npos);  // support is a page, not an address
+}
+
+TEST_F(InfoPageTest, AboutPageAsPlainTextFromAShell) {
+  env.commandLine = 1;
+  env.SCRIPT_NAME.set("./loglantern");
+  std::string page = RunInChild([&] { AboutPage(&settings, &env); }).out;
+  EXPECT_EQ(page.rfind("\nLoglantern 1.4.3 build 43\n    Platform:        \tUNIX\n"
+                       "    Operating system:\t",
+                       0),
+            0u);
+  EXPECT_NE(page.find("\n    Release:         \t"), std::string::npos);
+  EXPECT_NE(page.find("\n    Node:            \t"), std::string::npos);
+  std::string tail = "\nTo view program credits type:  ./loglantern credits\n";
+  EXPECT_EQ(page.substr(page.size() - tail.size()), tail);
+  EXPECT_EQ(page.find('<'), std::string::npos);
+}
+
+TEST_F(InfoPageTest, CreditsPageAsHtml) {
+  std::string page = RunInChild([&] { CreditsPage(&settings, &env); }).out;
+  EXPECT_EQ(page,
+            "<html>\n\n<head>\n<title>Loglantern: Credits</title>\n</head>\n\n\n\n\n<body>\n\n"
+            "<h2>Loglantern 1.4.3 Credits</h2>\n"
+            "<b>Developers</b><br>\n<ul>\n"
+            "The Loglantern project team: request intake and settings<br>\n"
+            "The Loglantern project team: log reading<br>\n"
+            "The Loglantern project team: analysis<br>\n"
+            "The Loglantern project team: report pages and web deployment<br>\n"
+            "</ul><p>\n"
+            "<b>Special thanks to</b><br>\n<ul>\n"
+            "The Debian project, for the system and tools we build on<br>\n"
+            "The GoogleTest project, for the test framework<br>\n"
+            "The publishers of the sample web-server logs in our test data<br>\n"
+            "</ul><p>\n"
+            "<a href=\"/cgi-bin/loglantern?about\">Version information</a>\n\n"
+            "</body>\n</html>\n");
+}
+
+TEST_F(InfoPageTest, CreditsPageAsPlainText) {
+  env.commandLine = 1;
+  env.SCRIPT_NAME.set("ll");
+  std::string page = RunInChild([&] { CreditsPage(&settings, &env); }).out;
+  EXPECT_EQ(page,
+            "\nLoglantern 1.4.3: Credits\n"
+            "  Developers\n"
+            "    - The Loglantern project team: request intake and settings\n"
+            "    - The Loglantern project team: log reading\n"
+            "    - The Loglantern project team: analysis\n"
+            "    - The Loglantern project team: report pages and web deployment\n"
+            "  Special thanks to\n"
+            "    - The Debian project, for the system and tools we build on\n"
+            "    - The GoogleTest project, for the test framework\n"
+            "    - The publishers of the sample web-server logs in our test data\n"
+            "\n"
+            "To see version information type: ll about\n\n");
+}
+
+const char kDebugHead[] =
+    "<html>\n<head>\n<title>Loglantern 1.4.3: Remote Debugging</title>\n</head>\n\n\n\n\n"
+    "<body>\n";
+
+TEST_F(InfoPageTest, RemoteDebugDisabledShowsOnlyTheNotice) {
+  std::string page = RunInChild([&] { RemoteDebug(&settings, &env); }).out;
+  EXPECT_EQ(page, std::string(kDebugHead) + "Remote debugging not enabled.<p>\n");
+}
+
+TEST_F(InfoPageTest, RemoteDebugWithUnreadableFile) {
+  settings.remoteDebugEnabled = 1;
+  settings.configFile.set("/nonexistent/loglantern.conf");
+  std::string page = RunInChild([&] { RemoteDebug(&settings, &env); }).out;
+  EXPECT_EQ(page, std::string(kDebugHead) +
+                      "Configuration filename=/nonexistent/loglantern.conf<p>\n"
+                      "Error! Could not open the configuration file!<p>\n");
+}
+
+TEST_F(InfoPageTest, RemoteDebugShowsTheFileExactlyEvenWithLongLines) {
+  testing_support::TempDir dir;
+  std::string content = "user=ann;url=<b>x</b>\r\n" + std::string(5000, 'L') + "\nlast";
+  testing_support::WriteFile(dir.file("ll.conf"), content);
+  settings.remoteDebugEnabled = 1;
+  settings.configFile.set(dir.file("ll.conf").c_str());
+  std::string page = RunInChild([&] { RemoteDebug(&settings, &env); }).out;
+  EXPECT_EQ(page, std::string(kDebugHead) + "Configuration filename=" + dir.file("ll.conf") +
+                      "<p>\nFile opened successfully; data follows immediately:<p>\n\n" +
+                      content + "\nEnd of file.\n</body>\n</html>\n");
+}
+
+}  // namespace
