@@ -28,12 +28,6 @@ struct {
   CgiEnv mEnv;
 } m;
 
-// A parameter word holds a whole form entry: name, '=' and value.  The
-// keyword table then cuts each side at its own 243 characters and can
-// still see that a value was too long for a setting that refuses such
-// values (base).  A 100-byte word would have cut most values short.
-constexpr size_t kParamWordSize = sizeof(FormEntry::name) + 1 + sizeof(FormEntry::value);
-
 constexpr const char* kCgiHeader = "Content-type: text/html\n\n";
 
 // Sets the run mode when text is one of the information words.
@@ -64,40 +58,11 @@ void DecideCommandLine(int argc, char** argv, StatsFields* settings, CgiEnv* env
   exit(0);
 }
 
-size_t CountAmpersands(const char* text) {
-  size_t count = 0;
-  for (; *text; ++text) count += *text == '&';
-  return count;
-}
-
-// Reads, splits and decodes the POSTed body and applies each field.  Ends
-// the process with status 1 when memory for the body or entries is refused.
-void ApplyFormBody(int32_t bodyLength, StatsFields* settings, CgiEnv* env) {
-  char* body = static_cast<char*>(malloc(static_cast<size_t>(bodyLength) + 1));
-  if (!body) exit(1);
-  int32_t bytesRead = get_query(stdin, bodyLength, body);
-  size_t entryCount = 1 + CountAmpersands(body);
-  FormEntry* entries = static_cast<FormEntry*>(calloc(entryCount, sizeof(FormEntry)));
-  if (!entries) exit(1);
-  int parsed = parse_entries(entries, body, bytesRead);
-  char* word = static_cast<char*>(malloc(kParamWordSize));
-  if (!word) exit(1);
-  for (int i = 0; i < parsed; ++i) {
-    decode(entries[i].name);
-    decode(entries[i].value);
-    snprintf(word, kParamWordSize, "%s=%s", entries[i].name, entries[i].value);
-    CompareParam(word, settings, env, "form", kSourceForm);
-  }
-  free(word);
-  free(entries);
-  free(body);
-}
-
 // Form fields when a body was posted, otherwise the command-line words.
 void GatherParameters(int argc, char** argv, StatsFields* settings, CgiEnv* env) {
   int32_t bodyLength = BodyLengthFromText(env->CONTENT_LENGTH.c_str());
   if (bodyLength != 0) {
-    ApplyFormBody(bodyLength, settings, env);
+    ApplyPostedForm(stdin, bodyLength, settings, env);
     return;
   }
   for (int i = 1; i < argc; ++i) CompareParam(argv[i], settings, env, "form", kSourceForm);

@@ -32,6 +32,12 @@ struct {
   size_t mLineLen = 0;
 } m;
 
+// The line reader: blocks of 8192 bytes, lines of at most 1535 characters.
+// Private to this file; the log reader has its own functions of these names.
+int RefreshBigBuf();
+void ReadRestOfLineFromBigBuf();
+const char* ReadLineFromBigBuf();
+
 // The next byte of the file, or -1 at its end.
 int NextByte() {
   if (m.mBufPos >= m.mBufEnd && !RefreshBigBuf()) return -1;
@@ -159,8 +165,7 @@ bool ApplyConfigLine(char* line, const char* accountPrefix, StatsFields* setting
   return false;
 }
 
-}  // namespace
-
+// Reads the next block; 1 when it holds at least one byte, 0 at the end.
 int RefreshBigBuf() {
   m.mBufPos = 0;
   m.mBufEnd = m.mhFile ? fread(m.mBigBuf, 1, kBigBufSize, m.mhFile) : 0;
@@ -172,6 +177,9 @@ void ReadRestOfLineFromBigBuf() {
   }
 }
 
+// Returns the next non-empty line, valid until the next call, or "" at the
+// end of the file.  A line longer than 1535 characters is cut there and the
+// rest of it is skipped.
 const char* ReadLineFromBigBuf() {
   m.mLineLen = 0;
   m.mLineBuf[0] = 0;
@@ -186,6 +194,8 @@ const char* ReadLineFromBigBuf() {
   m.mLineBuf[m.mLineLen] = 0;
   return m.mLineBuf;
 }
+
+}  // namespace
 
 void ResetConfigReaderForTesting() {
   if (m.mhFile) fclose(m.mhFile);

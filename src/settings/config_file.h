@@ -25,12 +25,5 @@ void InsertUserName(const StatsFields* settings, char* text, size_t textSize);
 // Removes one trailing '\' or, failing that, one trailing '/'.
 void TrimTrailingBackslash(char* text);
 
-// The line reader over the open configuration file (8192-byte blocks,
-// lines of at most 1535 characters).  ReadLineFromBigBuf returns the next
-// non-empty line, valid until the next call, or "" at the end of the file.
-const char* ReadLineFromBigBuf();
-void ReadRestOfLineFromBigBuf();
-int RefreshBigBuf();
-
 // Closes any file the reader holds and empties its buffers.  For tests.
 void ResetConfigReaderForTesting();
