@@ -9,7 +9,7 @@
 namespace {
 
 // Each test starts and ends with unparsed filters.
-class Filters : public ::testing::Test {
+class RequestFilters : public ::testing::Test {
  protected:
   void SetUp() override { Reset(); }
   void TearDown() override { Reset(); }
@@ -27,7 +27,7 @@ class Filters : public ::testing::Test {
   StatsFields settings_;
 };
 
-TEST_F(Filters, DomainEntriesAreFragmentsComparedIgnoringCase) {
+TEST_F(RequestFilters, DomainEntriesAreFragmentsComparedIgnoringCase) {
   settings_.filterDomains.set("Sub.TLD,10.1.");
   EXPECT_FALSE(KeepsHost("a.sub.tld"));
   EXPECT_FALSE(KeepsHost("WWW.SUB.TLD"));
@@ -38,14 +38,14 @@ TEST_F(Filters, DomainEntriesAreFragmentsComparedIgnoringCase) {
   EXPECT_TRUE(KeepsHost("example.com"));
 }
 
-TEST_F(Filters, DomainParsingDropsBlanksAndTabsEverywhere) {
+TEST_F(RequestFilters, DomainParsingDropsBlanksAndTabsEverywhere) {
   settings_.filterDomains.set(" sub. tld ,\t10.1.\t");
   EXPECT_FALSE(KeepsHost("a.sub.tld"));
   EXPECT_FALSE(KeepsHost("10.1.2.3"));
   EXPECT_TRUE(KeepsHost("sub. tld"));  // hosts keep their blanks
 }
 
-TEST_F(Filters, EmptyHostsAndEmptySettingsKeepEverything) {
+TEST_F(RequestFilters, EmptyHostsAndEmptySettingsKeepEverything) {
   settings_.filterDomains.set("");
   EXPECT_TRUE(KeepsHost("anything"));
   Reset();
@@ -54,12 +54,12 @@ TEST_F(Filters, EmptyHostsAndEmptySettingsKeepEverything) {
   EXPECT_TRUE(KeepsHost(""));
 }
 
-TEST_F(Filters, AnEmptyEntryOccursInEveryHost) {
+TEST_F(RequestFilters, AnEmptyEntryOccursInEveryHost) {
   settings_.filterDomains.set("a.com,");
   EXPECT_FALSE(KeepsHost("example.org"));
 }
 
-TEST_F(Filters, DomainsAreParsedOnceOnFirstRealUseAndAgainAfterFree) {
+TEST_F(RequestFilters, DomainsAreParsedOnceOnFirstRealUseAndAgainAfterFree) {
   // An empty host returns before parsing, so the setting changed after it
   // still counts.
   settings_.filterDomains.set("first");
@@ -74,14 +74,14 @@ TEST_F(Filters, DomainsAreParsedOnceOnFirstRealUseAndAgainAfterFree) {
   EXPECT_FALSE(KeepsHost("third.com"));
 }
 
-TEST_F(Filters, LongHostsAreComparedUpTo251Characters) {
+TEST_F(RequestFilters, LongHostsAreComparedUpTo251Characters) {
   settings_.filterDomains.set("needle");
   std::string host(251, 'x');
   EXPECT_TRUE(KeepsHost((host + "needle").c_str()));
   EXPECT_FALSE(KeepsHost((host.substr(0, 245) + "needle").c_str()));
 }
 
-TEST_F(Filters, FileTypesMatchWholeExtensionsIgnoringCase) {
+TEST_F(RequestFilters, FileTypesMatchWholeExtensionsIgnoringCase) {
   settings_.filterFileTypes.set("gif,jpg");
   EXPECT_FALSE(KeepsUrl("/x.gif"));
   EXPECT_FALSE(KeepsUrl("/y.JPG"));
@@ -91,7 +91,7 @@ TEST_F(Filters, FileTypesMatchWholeExtensionsIgnoringCase) {
   EXPECT_TRUE(KeepsUrl("/"));
 }
 
-TEST_F(Filters, FileTypeParsingDropsBlanksAndOneLeadingDot) {
+TEST_F(RequestFilters, FileTypeParsingDropsBlanksAndOneLeadingDot) {
   settings_.filterFileTypes.set(".GIF, jp g\t,.png");
   EXPECT_FALSE(KeepsUrl("/a.gif"));
   EXPECT_FALSE(KeepsUrl("/a.jpg"));
@@ -104,7 +104,7 @@ TEST_F(Filters, FileTypeParsingDropsBlanksAndOneLeadingDot) {
   EXPECT_EQ(NotFilteredFileType(&settings_, "..jpg"), 0);
 }
 
-TEST_F(Filters, EmptyFileTypeSettingOrTypeKeepsEverything) {
+TEST_F(RequestFilters, EmptyFileTypeSettingOrTypeKeepsEverything) {
   settings_.filterFileTypes.set("");
   EXPECT_TRUE(KeepsUrl("/a.gif"));
   Reset();
@@ -117,14 +117,14 @@ TEST_F(Filters, EmptyFileTypeSettingOrTypeKeepsEverything) {
   EXPECT_FALSE(KeepsUrl("/a.html"));
 }
 
-TEST(Browsers, MsieIsACaseSensitiveSubstring) {
+TEST(MsieAgent, MsieIsACaseSensitiveSubstring) {
   EXPECT_EQ(MSIE("Mozilla/4.0 (compatible; MSIE 5.5; Windows 98)"), 1);
   EXPECT_EQ(MSIE("Mozilla/4.0 (compatible; msie 5.5)"), 0);
   EXPECT_EQ(MSIE(""), 0);
   EXPECT_EQ(MSIE(nullptr), 0);
 }
 
-TEST(Addresses, IsIpAddrWantsFourNumbersUpTo255) {
+TEST(AddressTests, IsIpAddrWantsFourNumbersUpTo255) {
   for (const char* yes : {"1.2.3.4", "  1.2.3.4", "1.2.3.4 ", "1.2.3.4 rest", "255.255.255.255",
                           "001.2.3.4"})
     EXPECT_EQ(IsIpAddr(yes), 1) << yes;
@@ -134,7 +134,7 @@ TEST(Addresses, IsIpAddrWantsFourNumbersUpTo255) {
   EXPECT_EQ(IsIpAddr(nullptr), 0);
 }
 
-TEST(Addresses, IPaddressLooksAtTheLastLabelOnly) {
+TEST(AddressTests, IPaddressLooksAtTheLastLabelOnly) {
   EXPECT_EQ(IPaddress("10.1.2.3"), 1);
   EXPECT_EQ(IPaddress("host.example."), 1);  // empty last label
   EXPECT_EQ(IPaddress("a.b.c"), 0);
@@ -145,7 +145,7 @@ TEST(Addresses, IPaddressLooksAtTheLastLabelOnly) {
   EXPECT_EQ(IPaddress(nullptr), 0);
 }
 
-TEST(Normalise, TruncateDomainKeepsTheLastNLabels) {
+TEST(ItemNormalise, TruncateDomainKeepsTheLastNLabels) {
   char h[32];
   struct Case {
     const char* in;
@@ -162,7 +162,7 @@ TEST(Normalise, TruncateDomainKeepsTheLastNLabels) {
   TruncateDomain(nullptr, 1);
 }
 
-TEST(Normalise, DomainListItemsFromHosts) {
+TEST(ItemNormalise, DomainListItemsFromHosts) {
   // What the pass counts in "Domains" and "Domain Types" for a host.
   auto domain = [](const char* host) {
     static char h[64];
@@ -190,7 +190,7 @@ TEST(Normalise, DomainListItemsFromHosts) {
   EXPECT_EQ(type("abc."), "");  // empty stays empty, not UNKNOWN
 }
 
-TEST(Normalise, TruncateCgiCutsAtQueryOrQuote) {
+TEST(ItemNormalise, TruncateCgiCutsAtQueryOrQuote) {
   char u[64];
   strcpy(u, "/cgi/x.pl?q=1");
   TruncateCGI(u);
@@ -203,7 +203,7 @@ TEST(Normalise, TruncateCgiCutsAtQueryOrQuote) {
   EXPECT_STREQ(u, "/plain");
 }
 
-TEST(Normalise, TruncateFileTypeKeepsTheLastSegmentsExtension) {
+TEST(ItemNormalise, TruncateFileTypeKeepsTheLastSegmentsExtension) {
   char u[64];
   struct Case {
     const char* in;
