@@ -117,13 +117,6 @@ TEST_F(RequestFilters, EmptyFileTypeSettingOrTypeKeepsEverything) {
   EXPECT_FALSE(KeepsUrl("/a.html"));
 }
 
-TEST(MsieAgent, MsieIsACaseSensitiveSubstring) {
-  EXPECT_EQ(MSIE("Mozilla/4.0 (compatible; MSIE 5.5; Windows 98)"), 1);
-  EXPECT_EQ(MSIE("Mozilla/4.0 (compatible; msie 5.5)"), 0);
-  EXPECT_EQ(MSIE(""), 0);
-  EXPECT_EQ(MSIE(nullptr), 0);
-}
-
 TEST(AddressTests, IsIpAddrWantsFourNumbersUpTo255) {
   for (const char* yes : {"1.2.3.4", "  1.2.3.4", "1.2.3.4 ", "1.2.3.4 rest", "255.255.255.255",
                           "001.2.3.4"})
