@@ -84,7 +84,7 @@ TEST_F(CheckParamsTest, WholeEndDateNeedsMonthDayAndYear) {
   EXPECT_STREQ(settings.dateStart.c_str(), "12011998");
   EXPECT_STREQ(settings.dateEnd.c_str(), "01311999");
 
-  initialize(&settings, &env);
+  Reset();
   Valid();
   for (const char* w : {"sm=12", "sd=01", "sy=1998", "em=01", "ed=31"}) Form(w);
   CheckParams(&env, &settings);
@@ -188,14 +188,14 @@ TEST_F(CheckParamsTest, DebugFromTheRequestNeedsRemoteDebugging) {
   CheckParams(&env, &settings);
   EXPECT_EQ(settings.debug, 0);
 
-  initialize(&settings, &env);
+  Reset();
   Valid();
   Form("debug=1");
   settings.remoteDebugEnabled = 1;
   CheckParams(&env, &settings);
   EXPECT_EQ(settings.debug, 1);
 
-  initialize(&settings, &env);
+  Reset();
   Valid();
   Ini("debug=1");
   CheckParams(&env, &settings);

@@ -111,7 +111,7 @@ TEST_F(ConfigFileTest, RequestChoicesSurviveTheFile) {
   EXPECT_EQ(settings.dnsLookupEnabled, 1);
   EXPECT_EQ(settings.smartMemoryEnabled, 0);
 
-  initialize(&settings, &env);
+  Reset();
   Parse("a", "DNSLookupEnabled=1\nSmartMemoryEnabled=0\nuser=a;\n");
   EXPECT_EQ(settings.dnsLookupEnabled, 1);
   EXPECT_EQ(settings.smartMemoryEnabled, 0);
@@ -152,7 +152,7 @@ TEST_F(ConfigFileTest, AccountItemsOutrankGlobalLinesWhateverTheirOrder) {
 TEST_F(ConfigFileTest, LineEndsCrLfCrAndLfReadTheSame) {
   for (const char* eol : {"\n", "\r\n", "\r", "\n\n\r\n"}) {
     SCOPED_TRACE(testing::PrintToString(std::string(eol)));
-    initialize(&settings, &env);
+    Reset();
     std::string text = std::string("Priority=2") + eol + "user=a;title=T;url=U" + eol +
                        "ErrorLog=/e" + eol;
     EXPECT_EQ(Parse("a", text), 1);
@@ -161,7 +161,7 @@ TEST_F(ConfigFileTest, LineEndsCrLfCrAndLfReadTheSame) {
     EXPECT_STREQ(settings.url.c_str(), "U");
     EXPECT_STREQ(settings.errorLog.c_str(), "/e");
   }
-  initialize(&settings, &env);
+  Reset();
   EXPECT_EQ(Parse("a", "user=a;title=no final line end"), 1);
   EXPECT_STREQ(settings.title.c_str(), "no final line end");
 }
@@ -174,7 +174,7 @@ TEST_F(ConfigFileTest, LongLinesAreCutAt1535AndTheRestDiscarded) {
   EXPECT_EQ(settings.priority, 0);  // it was part of the discarded rest
 
   // Exactly 1535 characters: the line end that follows still ends the line.
-  initialize(&settings, &env);
+  Reset();
   std::string exact = "ExtraFooter=" + std::string(1535 - 12, 'f');
   Parse("a", exact + "\r\nPriority=4\nuser=a;\n");
   EXPECT_EQ(strlen(settings.extraFooter), 1535u - 12u);
@@ -194,13 +194,13 @@ TEST_F(ConfigFileTest, LinesAcrossBlockBoundariesAndBinaryBytes) {
 TEST_F(ConfigFileTest, ImagePathDefaultAndTrailingSlashOrBackslash) {
   Parse("a", "user=a;\n");
   EXPECT_STREQ(settings.imagePath.c_str(), "/loglantern");
-  initialize(&settings, &env);
+  Reset();
   Parse("a", "LoglanternPath=/img/\n");
   EXPECT_STREQ(settings.imagePath.c_str(), "/img");
-  initialize(&settings, &env);
+  Reset();
   Parse("a", "LoglanternPath=C:\\img\\\n");
   EXPECT_STREQ(settings.imagePath.c_str(), "C:\\img");
-  initialize(&settings, &env);
+  Reset();
   Parse("a", "LoglanternPath=/img//\n");
   EXPECT_STREQ(settings.imagePath.c_str(), "/img/");
 }

@@ -20,6 +20,12 @@ class SettingsTest : public ::testing::Test {
   }
   void TearDown() override { EndLoglanternCleanup(&settings); }
 
+  // Starts again from fresh records within one test.
+  void Reset() {
+    EndLoglanternCleanup(&settings);
+    SetUp();
+  }
+
   void Form(const std::string& word) { CompareParam(word.c_str(), &settings, &env, "form", 2); }
   void Ini(const std::string& word) { CompareParam(word.c_str(), &settings, &env, "ini", 4); }
 
