@@ -15,6 +15,7 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
+import { execFileSync } from 'node:child_process';
 import { chromium } from 'playwright-core';
 
 const base = process.env.LOGLANTERN_URL;
@@ -261,6 +262,35 @@ describe('report request form', () => {
   });
 });
 
+describe('form defaults', () => {
+  // The installed renderer, run for fixed end days: the range must cross
+  // month, leap-day and year ends correctly.
+  function render(end, days) {
+    const out = path.join(os.tmpdir(), `loglantern-form-${process.pid}.html`);
+    execFileSync('sh', [path.join(site.LOGLANTERN_SHARE_DIR, 'render-form.sh'),
+      path.join(site.LOGLANTERN_SHARE_DIR, 'index.html.in'), out, '--end', end, '--days', String(days)]);
+    const html = fs.readFileSync(out, 'utf8');
+    fs.rmSync(out);
+    const selected = (name) => new RegExp(`<select id="${name}"[^]*?<option value="(\\d\\d)" selected>`).exec(html)[1];
+    const year = (name) => new RegExp(`id="${name}" name="${name}" value="(\\d+)"`).exec(html)[1];
+    assert.doesNotMatch(html, /@[A-Z_]+@/, 'every placeholder is filled');
+    return [selected('sm'), selected('sd'), year('sy'), selected('em'), selected('ed'), year('ey')].join(' ');
+  }
+
+  test('span the given number of days', () => {
+    assert.equal(render('2024-03-01', 30), '02 01 2024 03 01 2024');
+    assert.equal(render('2023-03-01', 30), '01 31 2023 03 01 2023');
+    assert.equal(render('2025-01-10', 30), '12 12 2024 01 10 2025');
+    assert.equal(render('2024-06-15', 1), '06 15 2024 06 15 2024');
+  });
+
+  test('refuse a bad end day or length', () => {
+    for (const args of [['bogus', 30], ['2024-03-01', 0]]) {
+      assert.throws(() => render(...args), `render ${args}`);
+    }
+  });
+});
+
 describe('report', () => {
   test('arrives with every section and working images for the sample account', { timeout: 120000 }, async () => {
     const page = await newPage();
@@ -362,6 +392,14 @@ describe('errors and information pages', () => {
     await page.waitForLoadState('load');
     assert.match(await page.title(), /^About Loglantern/);
     await page.close();
+  });
+
+  test('the images are also served under the default image path', async () => {
+    for (const name of ['ll14-reg.gif', 'red2x5.gif', 'blue2x5.gif']) {
+      const res = await fetch(`${base}/loglantern/${name}`);
+      assert.equal(res.status, 200, name);
+      assert.equal(res.headers.get('content-type'), 'image/gif');
+    }
   });
 
   test('the configuration file and other files beside the program are not served', async () => {

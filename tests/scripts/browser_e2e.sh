@@ -80,7 +80,7 @@ LOGLANTERN_SITE_ENV="$work/site/${datadir:-share}/loglantern/site.env" \
 LOGLANTERN_SERVER_LOG="$work/site/server/error.log" \
 LOGLANTERN_SHOTS="$build" \
 CHROMIUM="$browser_bin" \
-  node --test --test-reporter=spec "$tests/e2e.test.mjs" || status=$?
+  node --test "$tests/e2e.test.mjs" || status=$?
 if [ "$status" != 0 ]; then
   echo "--- server error log ---" >&2
   tail -n 50 "$work/site/server/error.log" >&2 || true
