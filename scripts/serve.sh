@@ -140,8 +140,7 @@ start_server() {
     { cat "$run_dir/check.log" >&2; die "lighttpd refused the configuration"; }
   "$lighttpd_bin" -D -f "$run_dir/lighttpd.conf" >>"$run_dir/error.log" 2>&1 &
   server_pid=$!
-  local tries
-  for tries in $(seq 1 100); do
+  for _ in $(seq 1 100); do
     if ! kill -0 "$server_pid" 2>/dev/null; then
       wait "$server_pid" 2>/dev/null || true
       server_pid=""
@@ -159,7 +158,7 @@ if [ -n "$port" ]; then
   start_server "$port" || { cat "$run_dir/error.log" >&2; die "lighttpd could not serve port $port"; }
 else
   started=0
-  for attempt in $(seq 1 20); do
+  for _ in $(seq 1 20); do
     port=$((20000 + RANDOM % 40000))
     port_answers "$port" && continue
     if start_server "$port"; then
