@@ -15,10 +15,12 @@ namespace ll {
 // A null src gives the empty text.  Returns the length written.
 inline size_t CopyText(char* dst, size_t dstSize, const char* src) {
   if (dstSize == 0) return 0;
+  // A plain loop: the source may be shorter than the field, so it must not
+  // be read past its terminator (memchr/strnlen with the field's bound draw
+  // over-read warnings on short sources).
   size_t n = 0;
   if (src) {
-    const void* end = std::memchr(src, 0, dstSize - 1);
-    n = end ? static_cast<size_t>(static_cast<const char*>(end) - src) : dstSize - 1;
+    while (n < dstSize - 1 && src[n]) ++n;
     std::memmove(dst, src, n);
   }
   dst[n] = 0;
