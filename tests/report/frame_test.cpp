@@ -1,0 +1,324 @@
+// The page frame: number formatters, head, header block, jump bar, footer.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "analysis/list.h"
+#include "base/globals.h"
+#include "cgi/cgi_env.h"
+#include "report/frame.h"
+#include "settings/stats_fields.h"
+#include "superlog/superlog.h"
+#include "support/test_support.h"
+
+namespace {
+
+using testing_support::CaptureStdout;
+using testing_support::TempDir;
+using testing_support::WriteFile;
+
+// Stores a path in a settings field (cut at the field's width).
+template <size_t N>
+void SetPath(ll::FixedText<N>* field, const std::string& path) {
+  field->set(path.data(), path.size());
+}
+
+std::string Commas(uint32_t plain, uint32_t high, uint32_t low) {
+  char buf[26];
+  memset(buf, 'x', sizeof buf);
+  FormatWithCommas(buf, plain, high, low);
+  return buf;
+}
+
+std::string Suffix(uint32_t high, uint32_t low) {
+  CaptureStdout out;
+  PrintMbGbSuffix(high, low);
+  return out.Finish();
+}
+
+TEST(FormatWithCommas, GroupsDigitsInThreesFromTheRight) {
+  EXPECT_EQ(Commas(0, 0, 0), "0");
+  EXPECT_EQ(Commas(7, 0, 0), "7");
+  EXPECT_EQ(Commas(123, 0, 0), "123");
+  EXPECT_EQ(Commas(1000, 0, 0), "1,000");
+  EXPECT_EQ(Commas(123456, 0, 0), "123,456");
+  EXPECT_EQ(Commas(1234567, 0, 0), "1,234,567");
+  EXPECT_EQ(Commas(4294967295u, 0, 0), "4,294,967,295");
+}
+
+TEST(FormatWithCommas, ReadsTheTwoWordCounterWhenThePlainNumberIsZero) {
+  EXPECT_EQ(Commas(0, 1, 5), "1,000,000,005");
+  EXPECT_EQ(Commas(0, 0, 999999999), "999,999,999");
+  // A plain number wins over the counter.
+  EXPECT_EQ(Commas(42, 1, 5), "42");
+  // The longest text fills the documented 26 bytes exactly.
+  std::string longest = Commas(0, 4294967295u, 999999999);
+  EXPECT_EQ(longest, "4,294,967,295,999,999,999");
+  EXPECT_EQ(longest.size(), 25u);
+}
+
+TEST(PrintMbGbSuffix, SwitchesAtHalfAMegabyteAndAtOneGigabyte) {
+  EXPECT_EQ(Suffix(0, 0), "");
+  EXPECT_EQ(Suffix(0, 524287), "");
+  EXPECT_EQ(Suffix(0, 524288), " (0.5 MB)");
+  EXPECT_EQ(Suffix(0, 1073741823), " (1024.0 MB)");
+  EXPECT_EQ(Suffix(1, 73741824), " (1.0 GB)");  // 1,073,741,824
+  EXPECT_EQ(Suffix(5, 0), " (4.7 GB)");
+}
+
+class FrameTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    initialize(&settings_, &env_);
+    ResetGlobalsForTesting();
+    SuperLog_ResetForTesting();
+    ResetExtraTextRanksForTesting();
+    settings_.imagePath.set("/img");
+    settings_.title.set("Web Site Analysis");
+    settings_.url.set("http://www.example.org");
+    settings_.find.set("/");
+    settings_.dateStart.set("12151998");
+    settings_.dateEnd.set("01151999");
+  }
+  void TearDown() override {
+    free(settings_.extraHeader);
+    free(settings_.extraFooter);
+    SuperLog_ResetForTesting();
+    ResetGlobalsForTesting();
+  }
+
+  std::string Header(uint32_t requests = 0, uint32_t low = 0, uint32_t high = 0) {
+    CaptureStdout out;
+    DisplayHeader(&settings_, requests, low, high);
+    return out.Finish();
+  }
+
+  // Makes the log reader see one log inside the report range, so that the
+  // header shows totals instead of the "no log files" row.
+  void OpenOneLogInRange() {
+    WriteFile(dir_.file("access.log"),
+              "1.2.3.4 - - [20/Dec/1998:10:00:00 +0000] \"GET / HTTP/1.0\" 200 100\n");
+    SetPath(&settings_.logs, dir_.file("*.log"));
+    SuperLog_Init(&settings_, 913680000, 916444799);  // 15 Dec 1998 .. 15 Jan 1999, UTC
+    ASSERT_TRUE(SuperLog_NextLogFile());
+    SuperLog_NextLogFile_Done();
+  }
+
+  TempDir dir_;
+  StatsFields settings_;
+  CgiEnv env_;
+};
+
+TEST_F(FrameTest, HeadWarnsAboutRemoteDebuggingExceptOnItsOwnPage) {
+  std::string plain;
+  {
+    CaptureStdout out;
+    PrintHead(&settings_, &env_);
+    plain = out.Finish();
+  }
+  EXPECT_EQ(plain,
+            "<html>\n<head>\n<title>Web Site Analysis</title>\n</head>\n\n\n\n\n"
+            "<body bgcolor=\"#FFFFFF\" text=\"#000000\">\n");
+
+  settings_.remoteDebugEnabled = 1;
+  std::string warned;
+  {
+    CaptureStdout out;
+    PrintHead(&settings_, &env_);
+    warned = out.Finish();
+  }
+  EXPECT_EQ(warned, plain +
+                        "<b><blink>Warning!  Remote debugging is enabled!</blink></b><br>"
+                        "Please remember to edit the Loglantern configuration file to disable "
+                        "remote debugging when it is no longer needed.<p>");
+
+  settings_.runMode = kRunRemoteDebug;
+  CaptureStdout out;
+  PrintHead(&settings_, &env_);
+  EXPECT_EQ(out.Finish(), plain);
+}
+
+TEST_F(FrameTest, RangeIsWrittenInEachOfTheSixDateOrders) {
+  const char* orders[] = {"DMY", "DYM", "MDY", "MYD", "YDM", "YMD"};
+  const char* expected[] = {
+      "15/12/1998 - 15/01/1999", "15/1998/12 - 15/1999/01", "12/15/1998 - 01/15/1999",
+      "12/1998/15 - 01/1999/15", "1998/15/12 - 1999/15/01", "1998/12/15 - 1999/01/15",
+  };
+  for (int i = 0; i < 6; ++i) {
+    SuperLog_SetDateFormat(orders[i], kSourceForm);
+    std::string row = std::string("<b>Date Range Analyzed:</b></td><td width=\"50%\">") +
+                      expected[i] + "</td>\n";
+    EXPECT_NE(Header().find(row), std::string::npos) << orders[i];
+  }
+}
+
+TEST_F(FrameTest, ShortDateTextsPrintNoStrayBytes) {
+  settings_.dateStart.set("1900");  // what no date fields at all give
+  settings_.dateEnd.set("1900");
+  SuperLog_SetDateFormat("YMD", kSourceForm);
+  std::string page = Header();
+  EXPECT_NE(page.find(">/19/00 - /19/00</td>"), std::string::npos);
+  EXPECT_EQ(page.find('\0'), std::string::npos);
+}
+
+TEST_F(FrameTest, DateOfReportFollowsTheDateOrder) {
+  ReportStartTime = 915202800;  // 1 Jan 1999 15:00 UTC
+  EXPECT_NE(Header().find(">January 01, 1999 at 03:00 PM</td>\n"), std::string::npos);
+  SuperLog_SetDateFormat("DMY", kSourceForm);
+  EXPECT_NE(Header().find(">01 January 1999 at 15:00 (03:00 PM)</td>\n"), std::string::npos);
+}
+
+TEST_F(FrameTest, OptionalRowsAppearOnlyWhenSet) {
+  std::string bare = Header();
+  EXPECT_EQ(bare.find("Authenticated"), std::string::npos);
+  EXPECT_EQ(bare.find("Ignore Requests"), std::string::npos);
+  EXPECT_EQ(bare.find("Omit Requests"), std::string::npos);
+
+  settings_.authRealm.set("staff");
+  settings_.authUser.set("ann");
+  settings_.filterDomains.set("example.com");
+  settings_.filterFileTypes.set("gif,jpg");
+  std::string page = Header();
+  // The optional rows carry no line end inside the row.
+  EXPECT_NE(page.find("<tr>\n<td width=\"50%\"><b>For Authenticated Realm:</b></td>"
+                      "<td width=\"50%\">staff</td></tr>\n"
+                      "<tr>\n<td width=\"50%\"><b>For Authenticated User:</b></td>"
+                      "<td width=\"50%\">ann</td></tr>\n"
+                      "<tr>\n<td width=\"50%\"><b>Ignore Requests from Domains:</b></td>"
+                      "<td width=\"50%\">example.com</td></tr>\n"
+                      "<tr>\n<td width=\"50%\"><b>Omit Requests for Files with Extensions:</b>"
+                      "</td><td width=\"50%\">gif,jpg</td></tr>\n"
+                      "<tr>\n<td width=\"50%\"><b>Date of Report:</b>"),
+            std::string::npos);
+}
+
+TEST_F(FrameTest, RangeWithoutLogsGetsTheNoLogsRowInsteadOfTotals) {
+  std::string page = Header(10, 5000, 0);
+  EXPECT_NE(page.find("<tr>\n<td colspan=2><hr><font color=red><b>No log files found containing "
+                      "date range specified. Please go back to the Report Request Form and try "
+                      "a different date range.</b></font>\n</td>\n</tr>\n</table>\n"),
+            std::string::npos);
+  EXPECT_EQ(page.find("HTTP Requests"), std::string::npos);
+}
+
+TEST_F(FrameTest, TotalsUseCommasAndSizeSuffixes) {
+  OpenOneLogInRange();
+  std::string page = Header(1234567, 73741824, 1);
+  EXPECT_NE(page.find("<tr>\n<td width=\"50%\"><b>HTTP Requests:</b></td><td width=\"50%\">"
+                      "1,234,567</td>\n</tr>\n"
+                      "<tr>\n<td width=\"50%\"><b>HTTP Bytes Served:</b></td><td width=\"50%\">"
+                      "1,073,741,824 (1.0 GB)</td>\n</tr>\n"),
+            std::string::npos);
+  EXPECT_NE(page.find("<b>Log Bytes Read:</b></td><td width=\"50%\">"), std::string::npos);
+  EXPECT_EQ(page.find("No log files found"), std::string::npos);
+}
+
+TEST_F(FrameTest, MemoryWarningNamesEveryCutListInCatalogueOrder) {
+  OpenOneLogInRange();
+  ListInfo urls{nullptr, "Top URLs", 100, 3, nullptr};
+  ListInfo agents{nullptr, "Browsers", 100, 0, nullptr};
+  ListInfo google{nullptr, "Google Search Phrases", 100, 1, nullptr};
+  urls.next = &agents;
+  agents.next = &google;
+  gListInfo.first = &urls;
+  gListInfo.last = &google;
+  std::string page = Header();
+  EXPECT_NE(page.find("<tr><td colspan=2><hr></td></tr><tr>\n<td width=\"50%\" valign=\"top\">"
+                      "<font color=red><b>Warning:</b></font> Processing this report required "
+                      "more memory than was available. The results for the following reports "
+                      "may not be accurate after the top few results.</td>\n<td width=\"50%\">"
+                      "Top URLs<br>\nGoogle Search Phrases<br>\n</td>\n</tr>\n"),
+            std::string::npos);
+
+  settings_.smartMemoryEnabled = 0;
+  EXPECT_EQ(Header().find("Warning:"), std::string::npos);
+  gListInfo = ListCatalogue{};
+}
+
+TEST_F(FrameTest, ExtraHeaderStandsBeforeTheHeaderTable) {
+  log_SetExtraHeader("<p>Our site</p>", kSourceGlobal, &settings_);
+  std::string page = Header();
+  EXPECT_EQ(page.rfind("<!-- Begin extra header -->\n<p>Our site</p>\n<!-- End extra header -->\n"
+                       "\n\n<center><table border=1 cellspacing=0 cellpadding=4>\n",
+                       0),
+            0u);
+}
+
+TEST_F(FrameTest, HeaderShowsLogoTitleAndSite) {
+  std::string page = Header();
+  EXPECT_NE(page.find("<img src=\"/img/ll14-reg.gif\" width=\"278\" height=\"75\" border=0 "
+                      "alt=\"Loglantern Logo\"></td>\n"),
+            std::string::npos);
+  EXPECT_NE(page.find("<i>Loglantern</i></font>\n <font color=\"#000000\"><sup>TM</sup></font>"
+                      "<br>\n<font color=\"#000000\" size=\"+2\">Web Site Analysis</font><br>\n"
+                      "<font color=\"#000000\" size=\"+1\">http://www.example.org</font></td>\n"),
+            std::string::npos);
+  EXPECT_NE(page.find("<b>URL Analyzed:</b></td><td width=\"50%\">/</td>\n"), std::string::npos);
+  std::string tail = "</table>\n</td>\n</tr>\n</table>\n</center><p>\n";
+  ASSERT_GE(page.size(), tail.size());
+  EXPECT_EQ(page.substr(page.size() - tail.size()), tail);
+}
+
+std::string JumpBar(const StatsFields& settings) {
+  CaptureStdout out;
+  OutputJumpBar(&settings);
+  return out.Finish();
+}
+
+TEST_F(FrameTest, JumpBarNeedsTwoSections) {
+  EXPECT_EQ(JumpBar(settings_), "");
+  settings_.hitsPerHour = 1;
+  EXPECT_EQ(JumpBar(settings_), "");
+  settings_.requests.show = 1;
+  EXPECT_EQ(JumpBar(settings_),
+            "<center>\n<font face=\"Arial,Helv\" size=\"-1\"><b>"
+            "<a href=\"#urls\">URLs</a>  \x95 <a href=\"#hourly\">Hits Per Hour</a>\n"
+            "</b></font></center><p>");
+}
+
+TEST_F(FrameTest, JumpBarListsEverySectionInReportOrder) {
+  for (SectionSetting* s : {&settings_.requests, &settings_.referrers, &settings_.search,
+                            &settings_.browsers, &settings_.badUrls, &settings_.badReferrers,
+                            &settings_.domains, &settings_.domainTypes})
+    s->show = 1;
+  settings_.dailyTotals = settings_.hitsPerDayOfWeek = settings_.hitsPerHour = 1;
+  std::string bar = JumpBar(settings_);
+  const char* anchors[] = {"#urls",    "#referrers", "#search",  "#browsers",
+                           "#badurls", "#badreferrers", "#domains", "#networks",
+                           "#daily",   "#weekly",    "#hourly"};
+  size_t at = 0;
+  for (const char* anchor : anchors) {
+    size_t next = bar.find(anchor, at);
+    ASSERT_NE(next, std::string::npos) << anchor;
+    at = next;
+  }
+  size_t separators = 0;
+  for (char c : bar) separators += c == '\x95';
+  EXPECT_EQ(separators, 10u);
+  EXPECT_EQ(bar.find("\x95 </b>"), std::string::npos);
+}
+
+TEST_F(FrameTest, FooterShowsMinutesAndSecondsThenCreditsAndExtraFooter) {
+  log_SetExtraFooter("from the form", kSourceForm, &settings_);
+  log_SetExtraFooter("from the configuration", kSourceGlobal, &settings_);
+  log_SetExtraFooter("too late, lower rank", kSourceForm, &settings_);
+  std::string page;
+  {
+    CaptureStdout out;
+    PrintFooter(&settings_, 3725);  // 1 h 2 min 5 s: the hours are dropped
+    page = out.Finish();
+  }
+  EXPECT_EQ(page.rfind("\n\n<p><hr noshade><p>\n\n<font size=\"-1\">Time required to generate "
+                       "report = 02:05 (minutes:seconds).<br>\nThis report was generated by",
+                       0),
+            0u);
+  std::string tail = "<p>\n</font>\n<!-- Begin extra footer -->\nfrom the configuration\n"
+                     "<!-- End extra footer -->\n\n</body>\n\n</html>\n";
+  ASSERT_GE(page.size(), tail.size());
+  EXPECT_EQ(page.substr(page.size() - tail.size()), tail);
+  EXPECT_NE(page.find("version 1.4.3 (UNIX).<br>\n"), std::string::npos);
+}
+
+}  // namespace
