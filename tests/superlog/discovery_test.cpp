@@ -1,7 +1,7 @@
 // Finding the logs, the summary file across runs, the date-range scan and
 // the walk over the files of the report range.
-#include <pwd.h>
 #include <grp.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +12,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using sltest::Local;
 using sltest::ReaderTest;
 using sltest::ScopedZone;
@@ -19,57 +20,49 @@ using testing_support::CaptureStdout;
 using testing_support::ReadFile;
 using testing_support::TempDir;
 using testing_support::WriteFile;
+using Texts = std::vector<std::string>;
 
-const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-
-std::string ClfLine(int year, int month, int day, int hour = 12, const std::string& url = "/") {
-  char buf[160];
-  snprintf(buf, sizeof buf, "1.2.3.4 - - [%02d/%s/%d:%02d:00:00 +0000] \"GET %s HTTP/1.0\" 200 100\n", day,
-           kMonths[month - 1], year, hour, url.c_str());
-  return buf;
-}
-
-// A log of one line per day, from the first day to the last (same month).
-std::string DailyLog(int year, int month, int firstDay, int lastDay) {
+// One line dated at noon of each day from first to last of a month of 1999.
+std::string DailyLog(int month, int first, int last) {
+  static const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr"};
   std::string text;
-  for (int d = firstDay; d <= lastDay; ++d) text += ClfLine(year, month, d);
+  for (int d = first; d <= last; ++d) {
+    char line[96];
+    snprintf(line, sizeof line, "1.2.3.4 - - [%02d/%s/1999:12:00:00 +0000] \"GET / HTTP/1.0\" 200 100\n", d,
+             kMonths[month - 1]);
+    text += line;
+  }
   return text;
 }
 
-// Size of a log of n daily lines.
-uint32_t SizeOf(int days) { return static_cast<uint32_t>(DailyLog(1999, 1, 1, days).size()); }
+ll::time32_t Noon(int month, int day) { return Local(1999, month, day, 12); }
 
-void Init(StatsFields* settings, ll::time32_t first = INT32_MIN, ll::time32_t last = INT32_MAX) {
-  SuperLog_Init(settings, first, last);
-}
-
-StatsFields LogsIn(const TempDir& dir, const char* pattern = "*.log") {
+void Init(const TempDir& dir, ll::time32_t first = INT32_MIN, ll::time32_t last = INT32_MAX,
+          const char* pattern = "*.log", int debug = 0) {
   StatsFields settings;
   settings.logs.set(dir.file(pattern).c_str());
-  return settings;
+  settings.debug = debug;
+  SuperLog_ResetForTesting();
+  SuperLog_Init(&settings, first, last);
 }
 
-struct Entry {
-  std::string name;
-  uint32_t size;
-  ll::time32_t start, end;
-  bool operator==(const Entry&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& os, const Entry& e) {
-  return os << e.name << " " << e.size << " " << e.start << " " << e.end;
-}
-
-std::vector<Entry> Listed() {
-  std::vector<Entry> out;
-  for (const LogSummaryItem* e = mState.mpLogsRoot; e; e = e->next) out.push_back({e->name, e->size, e->start, e->end});
+// The list of logs as "path size start end" (paths relative to dir).
+Texts Listed(const TempDir& dir) {
+  Texts out;
+  for (const LogSummaryItem* e = mState.mpLogsRoot; e; e = e->next) {
+    const std::string name = std::string(e->name).rfind(dir.path(), 0) == 0 ? e->name + dir.path().size() + 1 : e->name;
+    out.push_back(name + " " + std::to_string(e->size) + " " + std::to_string(e->start) + " " + std::to_string(e->end));
+  }
   return out;
 }
 
+std::string Entry(const std::string& name, const std::string& text, ll::time32_t start, ll::time32_t end) {
+  return name + " " + std::to_string(text.size()) + " " + std::to_string(start) + " " + std::to_string(end);
+}
+
 // The record lines of a summary file.
-std::vector<std::string> Records(const std::string& path) {
-  std::vector<std::string> out;
+Texts Records(const std::string& path) {
+  Texts out;
   std::istringstream in(ReadFile(path));
   for (std::string line; std::getline(in, line);) {
     if (!line.empty() && line[0] != '#' && line[0] != '!') out.push_back(line);
@@ -77,379 +70,260 @@ std::vector<std::string> Records(const std::string& path) {
   return out;
 }
 
-std::string Record(const std::string& path, ll::time32_t start, ll::time32_t end) {
-  return std::to_string(std::filesystem::file_size(path)) + "," + std::to_string(start) + "," +
-         std::to_string(end) + "," + path;
-}
-
-// Replaces the "Last updated" comment so that a rewrite can be noticed.
-void MarkSummary(const std::string& path) {
-  std::string text = ReadFile(path);
+// Replaces the "Last updated" comment, so that a rewrite can be noticed.
+void Mark(const std::string& summary) {
+  std::string text = ReadFile(summary);
   const size_t at = text.find("# Last updated on ");
   ASSERT_NE(at, std::string::npos);
-  text.replace(at, text.find('\n', at) - at, "# untouched");
-  WriteFile(path, text);
+  WriteFile(summary, text.replace(at, text.find('\n', at) - at, "# untouched"));
 }
 
-bool Marked(const std::string& path) { return ReadFile(path).find("# untouched\n") != std::string::npos; }
+bool Marked(const std::string& summary) { return ReadFile(summary).find("# untouched\n") != std::string::npos; }
 
-// The files the walk opens, in order.
-std::vector<std::string> Walk() {
-  std::vector<std::string> opened;
-  while (SuperLog_NextLogFile()) opened.push_back(mState.mpCurLogSummary->name);
+// The files that the walk opens, in order (relative to dir).
+Texts Walk(const TempDir& dir) {
+  Texts opened;
+  while (SuperLog_NextLogFile()) opened.push_back(mState.mpCurLogSummary->name + dir.path().size() + 1);
   return opened;
 }
 
-TEST_F(ReaderTest, FirstRunWritesTheSummaryAndAnUnchangedRunTrustsIt) {
+TEST_F(ReaderTest, SummaryFileAcrossRuns) {
   TempDir dir;
-  const std::string a = dir.file("a.log"), b = dir.file("b.log");
-  WriteFile(a, DailyLog(1999, 1, 1, 2));
-  WriteFile(b, DailyLog(1999, 2, 1, 3));
-  StatsFields settings = LogsIn(dir);
-  Init(&settings);
-  EXPECT_STREQ(settings.summary.c_str(), "s_log");
+  const std::string a = DailyLog(1, 1, 2), b = DailyLog(2, 1, 3), c = DailyLog(3, 1, 3);
+  WriteFile(dir.file("a.log"), a);
+  WriteFile(dir.file("b.log"), b);
+  WriteFile(dir.file("c.log"), c);
+  Init(dir);
   const std::string summary = dir.file("s_log.LGS");
   const std::string text = ReadFile(summary);
   EXPECT_EQ(text.substr(0, text.find("# Last updated on ")),
             "# Loglantern 1.4.3 Log file Summary\n# Do not edit this file!\n"
-            "# You can find information about and support for Loglantern at this URL:\n"
-            "# /Loglantern/\n#\n");
-  EXPECT_NE(text.find("\n!Version=1.4.3\n!Year0=1970\n"), std::string::npos);
-  EXPECT_EQ(Records(summary), (std::vector<std::string>{Record(a, Local(1999, 1, 1, 12), Local(1999, 1, 2, 12)),
-                                                        Record(b, Local(1999, 2, 1, 12), Local(1999, 2, 3, 12))}));
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 3);  // no temporary left
+            "# You can find information about and support for Loglantern at this URL:\n# /Loglantern/\n#\n");
+  EXPECT_NE(text.find("\n!Version=1.4.3\n!Year0=1970\n" + std::to_string(a.size()) + "," +
+                      std::to_string(Noon(1, 1)) + "," + std::to_string(Noon(1, 2)) + "," + dir.file("a.log") + "\n"),
+            std::string::npos);
+  EXPECT_EQ(Records(summary).size(), 3u);
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), {}), 4);  // no temporary file left
 
-  // Same size, other dates: the summary is trusted and the file not read.
-  WriteFile(a, DailyLog(1999, 1, 5, 6));
-  MarkSummary(summary);
-  SuperLog_ResetForTesting();
-  StatsFields again = LogsIn(dir);
-  Init(&again);
-  EXPECT_EQ(Listed()[0], (Entry{a, SizeOf(2), Local(1999, 1, 1, 12), Local(1999, 1, 2, 12)}));
+  // Unchanged sizes: the summary's dates are trusted, no file is read and
+  // the summary is not rewritten.
+  WriteFile(dir.file("a.log"), DailyLog(1, 5, 6));  // same size, other dates
+  Mark(summary);
+  Init(dir);
+  EXPECT_EQ(Listed(dir)[0], Entry("a.log", a, Noon(1, 1), Noon(1, 2)));
   EXPECT_TRUE(Marked(summary));
-}
 
-TEST_F(ReaderTest, GrownLogIsRescannedInPlaceAndDeletedLogDropped) {
-  TempDir dir;
-  const std::string a = dir.file("a.log"), b = dir.file("b.log"), c = dir.file("c.log");
-  WriteFile(a, DailyLog(1999, 1, 1, 2));
-  WriteFile(b, DailyLog(1999, 2, 1, 3));
-  WriteFile(c, DailyLog(1999, 3, 1, 3));
-  StatsFields settings = LogsIn(dir);
-  Init(&settings);
-  const std::string summary = dir.file("s_log.LGS");
-  MarkSummary(summary);
-
-  WriteFile(a, DailyLog(1999, 1, 1, 9));
-  std::filesystem::remove(b);
-  SuperLog_ResetForTesting();
-  StatsFields again = LogsIn(dir);
-  Init(&again);
-  EXPECT_EQ(Listed(), (std::vector<Entry>{{a, SizeOf(9), Local(1999, 1, 1, 12), Local(1999, 1, 9, 12)},
-                                          {c, SizeOf(3), Local(1999, 3, 1, 12), Local(1999, 3, 3, 12)}}));
+  // A grown log is rescanned and updated in place; a deleted one dropped.
+  const std::string grown = DailyLog(1, 1, 9);
+  WriteFile(dir.file("a.log"), grown);
+  fs::remove(dir.file("b.log"));
+  Init(dir);
+  const Texts expected{Entry("a.log", grown, Noon(1, 1), Noon(1, 9)), Entry("c.log", c, Noon(3, 1), Noon(3, 3))};
+  EXPECT_EQ(Listed(dir), expected);
   EXPECT_FALSE(Marked(summary));
-  EXPECT_EQ(Records(summary), (std::vector<std::string>{Record(a, Local(1999, 1, 1, 12), Local(1999, 1, 9, 12)),
-                                                        Record(c, Local(1999, 3, 1, 12), Local(1999, 3, 3, 12))}));
+  Init(dir);  // and reads back the same
+  EXPECT_EQ(Listed(dir), expected);
 }
 
-TEST_F(ReaderTest, CopyOfALogUnderAnotherNameIsNotListed) {
+TEST_F(ReaderTest, SummaryOfAnotherVersionAndOddRecords) {
   TempDir dir;
-  WriteFile(dir.file("a.log"), DailyLog(1999, 1, 1, 2));
-  WriteFile(dir.file("c.log"), DailyLog(1999, 1, 1, 2));
-  WriteFile(dir.file("d.log"), DailyLog(1999, 1, 1, 3));
-  StatsFields settings = LogsIn(dir);
-  Init(&settings);
-  ASSERT_EQ(Listed().size(), 2u);
-  EXPECT_EQ(Listed()[0].name, dir.file("a.log"));
-  EXPECT_EQ(Listed()[1].name, dir.file("d.log"));
-  EXPECT_EQ(Walk().size(), 2u);
-}
-
-TEST_F(ReaderTest, SummaryOfAnotherVersionIsReadNoFurther) {
-  TempDir dir;
-  const std::string a = dir.file("a.log"), b = dir.file("b.log");
-  WriteFile(a, DailyLog(1999, 1, 1, 2));
-  WriteFile(b, DailyLog(1999, 2, 1, 3));
-  const std::string summary = dir.file("s_log.LGS");
+  const std::string a = DailyLog(1, 1, 2), b = DailyLog(2, 1, 3);
+  WriteFile(dir.file("a.log"), a);
+  WriteFile(dir.file("b.log"), b);
   // b's record comes before the version line and is trusted; a's is not.
-  WriteFile(summary, "# comment\n" + Record(b, 111, 222) + "\n!Version=1.4.2\n" + Record(a, 333, 444) + "\n");
-  StatsFields settings = LogsIn(dir);
-  Init(&settings);
-  EXPECT_EQ(Listed(), (std::vector<Entry>{{b, SizeOf(3), 111, 222},
-                                          {a, SizeOf(2), Local(1999, 1, 1, 12), Local(1999, 1, 2, 12)}}));
-  EXPECT_NE(ReadFile(summary).find("!Version=1.4.3\n"), std::string::npos);
+  const auto record = [&](const std::string& name, const std::string& text, const char* dates) {
+    return std::to_string(text.size()) + "," + dates + "," + dir.file(name) + "\n";
+  };
+  WriteFile(dir.file("s_log.LGS"), "# c\n" + record("b.log", b, "111,222") + "!Version=1.4.2\n" + record("a.log", a, "3,4"));
+  Init(dir);
+  EXPECT_EQ(Listed(dir), (Texts{Entry("b.log", b, 111, 222), Entry("a.log", a, Noon(1, 1), Noon(1, 2))}));
+  WriteFile(dir.file("s_log.LGS"), "!Version=1.4.3\n!Year0=1971\n" + record("a.log", a, "3,4"));
+  Init(dir);
+  EXPECT_EQ(Listed(dir)[0], Entry("a.log", a, Noon(1, 1), Noon(1, 2)));
 
+  // Paths keep their commas; a '-' anywhere makes a number negative; a
+  // copy (same size and dates under another name) is not listed.
   SuperLog_ResetForTesting();
-  WriteFile(summary, "!Version=1.4.3\n!Year0=1971\n" + Record(a, 333, 444) + "\n");
-  StatsFields again = LogsIn(dir);
-  Init(&again);
-  EXPECT_EQ(Listed()[0].start, Local(1999, 1, 1, 12));
-}
-
-TEST_F(ReaderTest, SummaryRecordsKeepCommasInPathsAndSignsAnywhere) {
-  TempDir dir;
-  const std::string summary = dir.file("x.LGS");
-  WriteFile(summary,
-            "# Loglantern 1.4.3 Log file Summary\n!Version=1.4.3\n!Year0=1970\n"
-            "1024,915148800,915235199,/logs/a,b.log\r\n"
-            "7,-5,1-0,/logs/signs\n"
-            "2048,915148800,915235199,/logs/copy-of-a\n"
-            "3,4\n");
-  ll::CopyText(mState.mSummaryFilename, summary.c_str());
+  WriteFile(dir.file("x.LGS"), "1024,915148800,915235199,/logs/a,b.log\r\n7,-5,1-0,/logs/signs\n"
+                               "1024,915148800,915235199,/logs/copy\n3,4\n");
+  ll::CopyText(mState.mSummaryFilename, dir.file("x.LGS").c_str());
   ReadSummaryFile();
-  EXPECT_EQ(Listed(), (std::vector<Entry>{{"/logs/a,b.log", 1024, 915148800, 915235199},
-                                          {"/logs/signs", 7, -5, -10},
-                                          {"/logs/copy-of-a", 2048, 915148800, 915235199},
-                                          {"", 3, 4, 0}}));
-
-  // A log whose name holds a comma goes round the summary unchanged.
-  SuperLog_ResetForTesting();
-  const std::string comma = dir.file("a,b.log");
-  WriteFile(comma, DailyLog(1999, 1, 1, 2));
-  StatsFields settings = LogsIn(dir);
-  Init(&settings);
-  const std::string written = dir.file("s_log.LGS");
-  EXPECT_EQ(Records(written), std::vector<std::string>{Record(comma, Local(1999, 1, 1, 12), Local(1999, 1, 2, 12))});
-  MarkSummary(written);
-  SuperLog_ResetForTesting();
-  StatsFields again = LogsIn(dir);
-  Init(&again);
-  EXPECT_TRUE(Marked(written));
-  EXPECT_EQ(Listed().size(), 1u);
+  EXPECT_EQ(Listed(dir), (Texts{"/logs/a,b.log 1024 915148800 915235199", "/logs/signs 7 -5 -10", " 3 4 0"}));
 }
 
-TEST_F(ReaderTest, SummaryNamesAndFolders) {
+uint32_t DirectorySize(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 ? static_cast<uint32_t>(st.st_size) : 0;
+}
+
+TEST_F(ReaderTest, WhatTheSearchLists) {
+  TempDir dir;
+  const std::string a = DailyLog(1, 1, 2);
+  WriteFile(dir.file("a.log"), a);
+  WriteFile(dir.file("a,copy.log"), a);  // sorts before a.log, which is then the copy
+  WriteFile(dir.file("empty.log"), "");
+  WriteFile(dir.file("notes.txt"), "nothing dated here\n");
+  fs::create_directory(dir.file("sub"));
+  WriteFile(dir.file("sub/access.log"), a);
+  Init(dir, INT32_MIN, INT32_MAX, "*");
+  EXPECT_EQ(Listed(dir), (Texts{Entry("a,copy.log", a, Noon(1, 1), Noon(1, 2)), "empty.log 0 0 0",
+                                "notes.txt 19 0 0", "sub " + std::to_string(DirectorySize(dir.file("sub"))) + " 0 0"}));
+  EXPECT_EQ(Walk(dir), Texts{"a,copy.log"});  // only dated files are read
+  EXPECT_EQ(Records(dir.file("s.LGS"))[0], std::to_string(a.size()) + "," + std::to_string(Noon(1, 1)) + "," +
+                                               std::to_string(Noon(1, 2)) + "," + dir.file("a,copy.log"));
+
+  // Wildcards in the folder part give one path that cannot be opened.
+  fs::create_directory(dir.file("sub2"));
+  WriteFile(dir.file("sub2/access.log"), a);
+  CaptureStdout capture;
+  Init(dir, INT32_MIN, INT32_MAX, "*/access.log");
+  EXPECT_EQ(capture.Finish(), "ERROR: couldn't open log file " + dir.file("*/access.log") + ".<p>\n");
+  EXPECT_EQ(Listed(dir), Texts{Entry("*/access.log", a, 0, 0)});
+
+  // AccessLog files are scanned on every run.
+  StatsFields settings;
+  settings.logs.set(dir.file("none*").c_str());
+  settings.summary.set("mine");
+  settings.accessLog.set(dir.file("sub/*.log").c_str());
+  SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
+  Mark(dir.file("mine.LGS"));
+  SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
+  EXPECT_FALSE(Marked(dir.file("mine.LGS")));
+  EXPECT_EQ(Walk(dir), Texts{"sub/access.log"});
+
+  Init(dir, INT32_MIN, INT32_MAX, "nothing*");
+  EXPECT_EQ(SuperLog_LogFilesFound(), 0);
+  EXPECT_EQ(SuperLog_NextLogFile(), 0);
+}
+
+TEST_F(ReaderTest, DefaultSummaryNames) {
   char name[260];
-  const std::pair<const char*, const char*> names[] = {
-      {"/var/log/httpd/access_log*", "access_logs"}, {"/var/log/www/access.*", "access_s"},
-      {"access_log", "summary"}, {"/logs/", "summary"}, {"/a/b?c-d", "bqc_d"}, {"", "summary"}};
-  for (const auto& [pattern, expected] : names) {
+  for (const auto& [pattern, expected] : {std::pair{"/var/log/httpd/access_log*", "access_logs"},
+                                          {"/var/log/www/access.*", "access_s"}, {"access_log", "summary"},
+                                          {"/logs/", "summary"}, {"/a/b?c-d", "bqc_d"}}) {
     CreateDefaultSummaryName(name, pattern);
     EXPECT_STREQ(name, expected) << pattern;
   }
-  MakeDirWithSlash(name, "/logs/*.log");
-  EXPECT_STREQ(name, "/logs/");
-  MakeDirWithSlash(name, "access_log");
-  EXPECT_STREQ(name, "");
-
-  // A given summary name lives in the folder of the logs pattern.
-  TempDir dir;
-  WriteFile(dir.file("a.log"), DailyLog(1999, 1, 1, 2));
-  StatsFields settings = LogsIn(dir);
-  settings.summary.set("mysite");
-  Init(&settings);
-  EXPECT_TRUE(testing_support::FileExists(dir.file("mysite.LGS")));
 }
 
-TEST_F(ReaderTest, OnlyDatedFilesAreAnalysed) {
-  TempDir dir;
-  WriteFile(dir.file("a.log"), DailyLog(1999, 1, 1, 2));
-  WriteFile(dir.file("empty.log"), "");
-  WriteFile(dir.file("notes.txt"), "nothing dated here\n");
-  std::filesystem::create_directory(dir.file("sub"));
-  StatsFields settings = LogsIn(dir, "*");
-  Init(&settings);
-  std::vector<std::string> names;
-  for (const Entry& e : Listed()) names.push_back(e.name.substr(dir.path().size() + 1));
-  // The empty file has the size and dates of nothing else listed before it.
-  EXPECT_EQ(names, (std::vector<std::string>{"a.log", "empty.log", "notes.txt", "sub"}));
-  EXPECT_EQ(Walk(), std::vector<std::string>{dir.file("a.log")});
-  EXPECT_EQ(SuperLog_LogFilesFound(), 1);
-}
-
-TEST_F(ReaderTest, WildcardsInTheFolderPartDoNotWork) {
-  TempDir dir;
-  std::filesystem::create_directory(dir.file("x"));
-  std::filesystem::create_directory(dir.file("y"));
-  WriteFile(dir.file("x/access.log"), DailyLog(1999, 1, 1, 2));
-  WriteFile(dir.file("y/access.log"), DailyLog(1999, 1, 3, 4));
-  StatsFields settings = LogsIn(dir, "*/access.log");
-  CaptureStdout capture;
-  Init(&settings);
-  EXPECT_EQ(capture.Finish(), "ERROR: couldn't open log file " + dir.file("*/access.log") + ".<p>\n");
-  EXPECT_EQ(Listed(), (std::vector<Entry>{{dir.file("*/access.log"), SizeOf(2), 0, 0}}));
-  EXPECT_TRUE(Walk().empty());
-}
-
-TEST_F(ReaderTest, NoFileFound) {
-  TempDir dir;
-  StatsFields settings = LogsIn(dir);
-  Init(&settings);
-  EXPECT_EQ(SuperLog_LogFilesFound(), 0);
-  EXPECT_EQ(SuperLog_NextLogFile(), 0);
-  EXPECT_FALSE(testing_support::FileExists(dir.file("s_log.LGS")));
-}
-
-TEST_F(ReaderTest, AccessLogFilesAreAlwaysRescanned) {
-  TempDir dir;
-  std::filesystem::create_directory(dir.file("more"));
-  WriteFile(dir.file("a.log"), DailyLog(1999, 1, 1, 2));
-  WriteFile(dir.file("more/extra.log"), DailyLog(1999, 2, 1, 2));
-  StatsFields settings = LogsIn(dir);
-  settings.accessLog.set(dir.file("more/*.log").c_str());
-  Init(&settings);
-  EXPECT_EQ(Listed().size(), 2u);
-  const std::string summary = dir.file("s_log.LGS");
-  EXPECT_EQ(Records(summary).size(), 2u);
-  MarkSummary(summary);
-  SuperLog_ResetForTesting();
-  Init(&settings);
-  EXPECT_FALSE(Marked(summary));  // the AccessLog files changed the list again
-  EXPECT_EQ(Walk(), (std::vector<std::string>{dir.file("a.log"), dir.file("more/extra.log")}));
-}
-
-TEST_F(ReaderTest, DateRangeScanFindsFirstAndLastDatedLines) {
+TEST_F(ReaderTest, DateRangeScan) {
   TempDir dir;
   std::string noise;
   while (noise.size() < 5000) noise += "undated noise line without any stamp in it\n";
-  const std::pair<std::string, std::pair<ll::time32_t, ll::time32_t>> cases[] = {
-      // Header lines before the first date, undated lines after the last.
-      {"#Fields: x\n!note 10/Oct/1999:13:55:36\n" + ClfLine(1999, 3, 1) + ClfLine(1999, 3, 9) + noise,
-       {Local(1999, 3, 1, 12), Local(1999, 3, 9, 12)}},
-      // One dated line: the tail never takes the first line of the file.
-      {ClfLine(1999, 3, 1) + "undated\n", {Local(1999, 3, 1, 12), Local(1999, 3, 1, 12)}},
-      {ClfLine(1999, 3, 1) + ClfLine(1999, 3, 2), {Local(1999, 3, 1, 12), Local(1999, 3, 2, 12)}},
-      // The last line without its line end, and "!" lines read in the tail.
-      {noise + ClfLine(1999, 3, 1) + noise + ClfLine(1999, 4, 1) + "!x [02/Apr/1999:12:00:00 +0000]",
-       {Local(1999, 3, 1, 12), Local(1999, 4, 2, 12)}},
-      {noise + ClfLine(1999, 3, 1) + noise + ClfLine(1999, 4, 1) + "!!x [02/Apr/1999:12:00:00 +0000]\n",
-       {Local(1999, 3, 1, 12), Local(1999, 4, 1, 12)}},
-      {noise, {0, 0}},
-      // A date mktime cannot represent is no date.
-      {"x [01/Jan/1850:00:00:00 +0000]\n" + ClfLine(1999, 3, 1) + "y [01/Jan/1850:00:00:00 +0000]\n",
-       {Local(1999, 3, 1, 12), Local(1999, 3, 1, 12)}},
+  const std::string mar1 = DailyLog(3, 1, 1), mar2 = DailyLog(3, 2, 2), apr1 = DailyLog(4, 1, 1);
+  const std::tuple<std::string, ll::time32_t, ll::time32_t> cases[] = {
+      // Header lines before the first date, a long undated tail after the last.
+      {"#Fields: x\n!note [10/Oct/1999:13:55:36 -0700]\n" + mar1 + mar2 + noise, Noon(3, 1), Noon(3, 2)},
+      // The tail never takes the first line of the file.
+      {mar1 + "undated\n", Noon(3, 1), Noon(3, 1)},
+      {mar1 + mar2, Noon(3, 1), Noon(3, 2)},
+      // "!" lines count in the tail, "!!" lines not; no final line end.
+      {noise + mar1 + noise + apr1 + "!x [02/Apr/1999:12:00:00 +0000]", Noon(3, 1), Noon(4, 2)},
+      {noise + mar1 + noise + apr1 + "!!x [02/Apr/1999:12:00:00 +0000]\n", Noon(3, 1), Noon(4, 1)},
+      {noise, 0, 0},
+      {"x [01/Jan/1850:00:00:00 +0000]\n" + mar1 + "y [01/Jan/1850:00:00:00 +0000]\n", Noon(3, 1), Noon(3, 1)},
   };
-  int i = 0;
-  for (const auto& [text, range] : cases) {
-    const std::string path = dir.file("case" + std::to_string(i++));
-    WriteFile(path, text);
+  for (const auto& [text, start, end] : cases) {
+    WriteFile(dir.file("log"), text);
     mState.mLogSummaryItem = {};
-    ll::CopyText(mState.mLogSummaryItem.name, path.c_str());
+    ll::CopyText(mState.mLogSummaryItem.name, dir.file("log").c_str());
     mState.mCurFileSize = static_cast<uint32_t>(text.size());
     GetLogFileDateRange();
-    EXPECT_EQ(mState.mLogSummaryItem.start, range.first) << path;
-    EXPECT_EQ(mState.mLogSummaryItem.end, range.second) << path;
+    EXPECT_EQ(mState.mLogSummaryItem.start, start) << text.substr(0, 60);
+    EXPECT_EQ(mState.mLogSummaryItem.end, end) << text.substr(0, 60);
   }
 }
 
-TEST_F(ReaderTest, WalkOpensOnlyFilesMeetingTheReportRange) {
+TEST_F(ReaderTest, WalkOpensFilesMeetingTheReportRange) {
   TempDir dir;
-  WriteFile(dir.file("a.log"), DailyLog(1999, 1, 1, 2));
-  WriteFile(dir.file("b.log"), DailyLog(1999, 3, 1, 2));
-  const ll::time32_t aFirst = Local(1999, 1, 1, 12), aLast = Local(1999, 1, 2, 12);
-  const std::pair<std::pair<ll::time32_t, ll::time32_t>, size_t> ranges[] = {
-      {{Local(1999, 2, 1), Local(1999, 2, 28)}, 0},
-      {{aLast, Local(1999, 2, 28)}, 1},         // touches a's last second
-      {{aLast + 1, Local(1999, 2, 28)}, 0},
-      {{Local(1998, 1, 1), aFirst}, 1},         // touches a's first second
-      {{Local(1998, 1, 1), aFirst - 1}, 0},
-      {{Local(1998, 1, 1), Local(2000, 1, 1)}, 2},
+  WriteFile(dir.file("a.log"), DailyLog(1, 1, 2));
+  WriteFile(dir.file("b.log"), DailyLog(3, 1, 2));
+  const std::tuple<ll::time32_t, ll::time32_t, Texts> cases[] = {
+      {Local(1999, 2, 1), Local(1999, 2, 28), {}},
+      {Noon(1, 2), Local(1999, 2, 28), {"a.log"}},  // touches a's last second
+      {Noon(1, 2) + 1, Local(1999, 2, 28), {}},
+      {Local(1998, 1, 1), Noon(1, 1), {"a.log"}},   // touches a's first second
+      {Local(1998, 1, 1), Noon(1, 1) - 1, {}},
+      {Local(1998, 1, 1), Local(2000, 1, 1), {"a.log", "b.log"}},
   };
-  for (const auto& [range, opened] : ranges) {
-    SuperLog_ResetForTesting();
-    StatsFields settings = LogsIn(dir);
-    Init(&settings, range.first, range.second);
-    EXPECT_EQ(Walk().size(), opened) << range.first << " " << range.second;
-    EXPECT_EQ(SuperLog_LogsInRange(), opened > 0);
-    // A further walk starts again from the head of the list.
-    EXPECT_EQ(Walk().size(), opened);
+  for (const auto& [first, last, opened] : cases) {
+    Init(dir, first, last);
+    EXPECT_EQ(Walk(dir), opened) << first << " " << last;
+    EXPECT_EQ(SuperLog_LogsInRange(), !opened.empty());
+    EXPECT_EQ(Walk(dir), opened);  // a further walk starts over
   }
+  Init(dir);
+  fs::remove(dir.file("a.log"));  // vanished before the walk: skipped
+  EXPECT_EQ(Walk(dir), Texts{"b.log"});
 }
 
-TEST_F(ReaderTest, FixGmtShiftsLogDatesBeforeTheRangeTest) {
+TEST_F(ReaderTest, FixGmtShiftsLogDatesBeforeTheRangeTestButNotInTheSummary) {
   ScopedZone zone("America/New_York");
   TempDir dir;
-  WriteFile(dir.file("a.log"), DailyLog(1999, 1, 1, 2));
-  const ll::time32_t first = Local(1999, 1, 1, 12), last = Local(1999, 1, 2, 12);
-  for (const bool fix : {false, true}) {
+  const std::string a = DailyLog(1, 1, 2);
+  WriteFile(dir.file("a.log"), a);
+  for (const char* fix : {"0", "1"}) {
     SuperLog_ResetForTesting();
-    SuperLog_SetFixGmt(fix ? "1" : "0", kSourceForm);
-    StatsFields settings = LogsIn(dir);
-    Init(&settings, first - 18000, first - 1);
-    EXPECT_EQ(Walk().size(), fix ? 1u : 0u);
-    EXPECT_EQ(Listed()[0].start, fix ? first - 18000 : first);
-    // The summary keeps the dates as the log writes them.
-    EXPECT_EQ(Records(dir.file("s_log.LGS")), std::vector<std::string>{Record(dir.file("a.log"), first, last)});
-    std::filesystem::remove(dir.file("s_log.LGS"));
+    fs::remove(dir.file("s_log.LGS"));
+    SuperLog_SetFixGmt(fix, kSourceForm);
+    StatsFields settings;
+    settings.logs.set(dir.file("*.log").c_str());
+    SuperLog_Init(&settings, Noon(1, 1) - 18000, Noon(1, 1) - 1);
+    EXPECT_EQ(Walk(dir).size(), fix[0] == '1' ? 1u : 0u);
+    EXPECT_EQ(mState.mpLogsRoot->start, Noon(1, 1) - (fix[0] == '1' ? 18000 : 0));
+    EXPECT_EQ(Records(dir.file("s_log.LGS"))[0], std::to_string(a.size()) + "," + std::to_string(Noon(1, 1)) +
+                                                     "," + std::to_string(Noon(1, 2)) + "," + dir.file("a.log"));
   }
 }
 
-TEST_F(ReaderTest, LogThatVanishesBeforeTheWalkIsSkipped) {
-  TempDir dir;
-  WriteFile(dir.file("a.log"), DailyLog(1999, 1, 1, 2));
-  WriteFile(dir.file("b.log"), DailyLog(1999, 1, 3, 4));
-  StatsFields settings = LogsIn(dir);
-  Init(&settings);
-  std::filesystem::remove(dir.file("a.log"));
-  EXPECT_EQ(Walk(), std::vector<std::string>{dir.file("b.log")});
-}
-
-std::string UserName(uid_t uid) {
+std::string Names(uid_t uid, gid_t gid, const char* userLabel, const char* groupLabel) {
   const struct passwd* pw = getpwuid(uid);
-  return pw ? pw->pw_name : "unknown";
-}
-
-std::string GroupName(gid_t gid) {
   const struct group* gr = getgrgid(gid);
-  return gr ? gr->gr_name : "unknown";
+  return std::string("<b>") + userLabel + ":</b> " + (pw ? pw->pw_name : "unknown") + " / <b>" + groupLabel +
+         ":</b> " + (gr ? gr->gr_name : "unknown") + "<br>";
 }
 
 TEST_F(ReaderTest, DebugTableRows) {
   TempDir dir;
-  WriteFile(dir.file("a.log"), DailyLog(1999, 1, 1, 2));
-  WriteFile(dir.file("b.log"), DailyLog(1999, 3, 1, 2));
+  const std::string a = DailyLog(1, 1, 2);
+  WriteFile(dir.file("a.log"), a);
+  WriteFile(dir.file("b.log"), DailyLog(3, 1, 2));
   WriteFile(dir.file("c.log"), "undated\n");
-  StatsFields settings = LogsIn(dir);
-  settings.debug = 1;
   const ll::time32_t first = Local(1999, 1, 1), last = Local(1999, 1, 31);
-  Init(&settings, first, last);
+  Init(dir, first, last, "*.log", 1);
   CaptureStdout capture;
   LogHit hit;
-  size_t hits = 0;
   while (SuperLog_NextLogFile()) {
-    while (SuperLog_ParseNextLine(&hit)) ++hits;
+    while (SuperLog_ParseNextLine(&hit)) {
+    }
   }
-  const std::string out = capture.Finish();
-  EXPECT_EQ(hits, 2u);
-  std::string expected = "<tr><td colspan=6><b>User:</b> " + UserName(getuid()) + " / <b>Group:</b> " +
-                         GroupName(getgid()) + "<br>";
-  if (geteuid() != getuid()) {
-    expected += "<b>Effective User:</b> " + UserName(geteuid()) + " / <b>Effective Group:</b> " +
-                GroupName(getegid()) + "<br>";
-  }
-  expected += std::string("<b>Range start:</b> ") + ll::Ctime32(first) + "<br>";
-  expected += std::string("<b>Range end:</b>   ") + ll::Ctime32(last) + "<br>";
-  expected += "<b>Log File Pattern:</b> " + dir.file("*.log") + "<br></td></tr>\n";
-  expected +=
-      "<tr><td colspan=6 align=center><b>Log Files Found</b></td></tr>\n"
-      "<tr><td align=center><b>Filename</b></td><td align=center><b>Size</b></td>"
-      "<td align=center><b>start</b></td><td align=center><b>end</b></td>"
-      "<td align=center><b>In Range</b></td><td align=center><b>Format</b></td></tr>\n";
-  auto dates = [](ll::time32_t a, ll::time32_t b) {
-    const std::string first = ll::Ctime32(a);  // one static buffer
-    return "<td>" + first + "</td><td>" + ll::Ctime32(b) + "</td>";
+  std::string head = "<tr><td colspan=6>" + Names(getuid(), getgid(), "User", "Group");
+  if (geteuid() != getuid()) head += Names(geteuid(), getegid(), "Effective User", "Effective Group");
+  head += std::string("<b>Range start:</b> ") + ll::Ctime32(first) + "<br>";
+  head += std::string("<b>Range end:</b>   ") + ll::Ctime32(last) + "<br>";
+  head += "<b>Log File Pattern:</b> " + dir.file("*.log") + "<br></td></tr>\n";
+  const auto row = [&](const char* name, size_t size, ll::time32_t start, ll::time32_t end, const char* cells) {
+    const std::string from = ll::Ctime32(start);  // one static buffer
+    return "<tr><td>" + dir.file(name) + "</td><td align=right>" + std::to_string(size) + "</td><td>" + from +
+           "</td><td>" + ll::Ctime32(end) + "</td>" + cells;
   };
-  expected += "<tr><td>" + dir.file("a.log") + "</td><td align=right>" + std::to_string(SizeOf(2)) + "</td>" +
-              dates(Local(1999, 1, 1, 12), Local(1999, 1, 2, 12)) + "<td align=center>YES</td><td>\nCLF/ELF<br>";
-  expected += "</td></tr>\n<tr><td>" + dir.file("b.log") + "</td><td align=right>" + std::to_string(SizeOf(2)) + "</td>" +
-              dates(Local(1999, 3, 1, 12), Local(1999, 3, 2, 12)) + "<td align=center>No</td><td>\n";
-  expected += "</td></tr>\n<tr><td>" + dir.file("c.log") +
-              "</td><td align=right>8</td><td colspan=2 align=center>invalid size or dates. probably not a log "
-              "file</td><td></td></tr>\n";
-  EXPECT_EQ(out, expected);
+  EXPECT_EQ(capture.Finish(),
+            head +
+                "<tr><td colspan=6 align=center><b>Log Files Found</b></td></tr>\n"
+                "<tr><td align=center><b>Filename</b></td><td align=center><b>Size</b></td>"
+                "<td align=center><b>start</b></td><td align=center><b>end</b></td>"
+                "<td align=center><b>In Range</b></td><td align=center><b>Format</b></td></tr>\n" +
+                row("a.log", a.size(), Noon(1, 1), Noon(1, 2), "<td align=center>YES</td><td>\nCLF/ELF<br></td></tr>\n") +
+                row("b.log", a.size(), Noon(3, 1), Noon(3, 2), "<td align=center>No</td><td>\n</td></tr>\n") +
+                "<tr><td>" + dir.file("c.log") +
+                "</td><td align=right>8</td><td colspan=2 align=center>invalid size or dates. probably not a log "
+                "file</td><td></td></tr>\n");
 
-  // With no file at all, the head says so and leaves its row open.
-  SuperLog_ResetForTesting();
-  TempDir empty;
-  StatsFields none = LogsIn(empty);
-  none.debug = 1;
-  none.accessLog.set(empty.file("x*").c_str());
-  Init(&none, first, last);
-  CaptureStdout again;
+  Init(dir, first, last, "none*", 1);
+  CaptureStdout none;
   EXPECT_EQ(SuperLog_NextLogFile(), 0);
-  const std::string head = again.Finish();
-  EXPECT_NE(head.find("<b>AccessLog File Pattern:</b> " + empty.file("x*") + "<br></td></tr>\n"
-                      "<tr><td colspan=6 align=center><b>No Files Found!</b>"),
+  EXPECT_NE(none.Finish().find("<b>Log File Pattern:</b> " + dir.file("none*") +
+                               "<br></td></tr>\n<tr><td colspan=6 align=center><b>No Files Found!</b>"),
             std::string::npos);
 }
 

@@ -1,14 +1,10 @@
-// Helpers of the log reader's tests: hits copied out of the reader's
-// buffers, logs read without discovery, zones set for one scope.
+// Helpers of the log reader's tests: hits shown as one line of text, logs
+// read without discovery, zones set for one scope.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <ctime>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,99 +15,68 @@
 
 namespace sltest {
 
-using OptText = std::optional<std::string>;
-
-// A hit whose texts outlive the next line.
-struct Hit {
-  OptText host, url, referrer, agent, realm, user;
-  int32_t status = 0;
-  int32_t bytes = 0;
-  ll::time32_t time = 0;
-  struct tm tm = {};
-};
-
-inline OptText Text(const char* p) { return p ? OptText(p) : std::nullopt; }
-
-inline Hit CopyHit(const LogHit& h) {
-  Hit c;
-  c.host = Text(h.host);
-  c.url = Text(h.url);
-  c.referrer = Text(h.referrer);
-  c.agent = Text(h.agent);
-  c.realm = Text(h.realm);
-  c.user = Text(h.user);
-  c.status = h.status;
-  c.bytes = h.bytes;
-  c.time = h.time;
-  c.tm = h.tm;
-  return c;
+// "host url status bytes [ref=..] [agent=..] [realm=..] [user=..] @local time";
+// a null host shows as "()", absent optional texts not at all.
+inline std::string Show(const LogHit& h) {
+  char when[32];
+  strftime(when, sizeof when, "%Y-%m-%d %H:%M:%S", &h.tm);
+  std::string s = std::string(h.host ? h.host : "()") + " " + h.url + " " + std::to_string(h.status) + " " +
+                  std::to_string(h.bytes);
+  if (h.referrer) s += std::string(" ref=") + h.referrer;
+  if (h.agent) s += std::string(" agent=") + h.agent;
+  if (h.realm) s += std::string(" realm=") + h.realm;
+  if (h.user) s += std::string(" user=") + h.user;
+  return s + " @" + when;
 }
 
 // Sets the reader up as a run does (start-up values, URL buffer) without
-// finding any file: the pattern matches nothing.
-inline void StartReaderWithoutLogs() {
+// finding any file, and opens path as the next log would be opened.  The
+// debug flag stays as the test set it.
+inline void OpenWithoutDiscovery(const std::string& path) {
   StatsFields settings;
   settings.logs.set("/nonexistent-loglantern-dir/none");
+  settings.debug = mState.mDebugEnabled;
   SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
+  ResetFormatRecognition();
+  mState.mhFile = fopen(path.c_str(), "rb");
 }
 
-// Reads every hit of one file straight through the line parser (the date
-// scan of discovery is bypassed, so undated files are read too).
-inline std::vector<Hit> ParseFile(const std::string& path) {
-  StartReaderWithoutLogs();
-  ResetFormatRecognition();  // as when the walk opens the next file
-  mState.mhFile = fopen(path.c_str(), "rb");
-  EXPECT_NE(mState.mhFile, nullptr) << path;
-  std::vector<Hit> hits;
+// Every hit of a log text, read straight through the line parser.
+inline std::vector<std::string> ParseText(const std::string& text, std::vector<ll::time32_t>* times = nullptr) {
+  testing_support::TempDir dir;
+  testing_support::WriteFile(dir.file("log"), text);
+  OpenWithoutDiscovery(dir.file("log"));
+  std::vector<std::string> hits;
   LogHit hit;
-  while (SuperLog_ParseNextLine(&hit)) hits.push_back(CopyHit(hit));
+  while (SuperLog_ParseNextLine(&hit)) {
+    hits.push_back(Show(hit));
+    if (times) times->push_back(hit.time);
+  }
   SuperLog_NextLogFile_Done();
   return hits;
 }
 
-inline std::vector<Hit> ParseText(const std::string& text) {
-  testing_support::TempDir dir;
-  const std::string path = dir.file("log");
-  testing_support::WriteFile(path, text);
-  return ParseFile(path);
-}
-
-// Local calendar time of a broken-down date, for expectations.
+// Local calendar time of a wall-clock date.
 inline ll::time32_t Local(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
   struct tm tm = {};
-  tm.tm_year = year - 1900;
-  tm.tm_mon = month - 1;
-  tm.tm_mday = day;
-  tm.tm_hour = hour;
-  tm.tm_min = minute;
-  tm.tm_sec = second;
-  tm.tm_isdst = -1;
+  tm.tm_year = year - 1900, tm.tm_mon = month - 1, tm.tm_mday = day;
+  tm.tm_hour = hour, tm.tm_min = minute, tm.tm_sec = second, tm.tm_isdst = -1;
   return ll::Mktime32(&tm);
 }
 
-// Sets TZ for one scope and restores it afterwards.
+// Sets TZ for one scope.
 class ScopedZone {
  public:
-  explicit ScopedZone(const char* zone) {
-    const char* old = getenv("TZ");
-    had_ = old != nullptr;
-    if (old) saved_ = old;
+  explicit ScopedZone(const char* zone) : saved_(getenv("TZ") ? getenv("TZ") : "") {
     setenv("TZ", zone, 1);
     tzset();
   }
   ~ScopedZone() {
-    if (had_) {
-      setenv("TZ", saved_.c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
+    setenv("TZ", saved_.c_str(), 1);
     tzset();
   }
-  ScopedZone(const ScopedZone&) = delete;
-  ScopedZone& operator=(const ScopedZone&) = delete;
 
  private:
-  bool had_ = false;
   std::string saved_;
 };
 
