@@ -4,9 +4,10 @@
 // probing, power-of-two capacity, at most 3/4 full) of pointers to nodes; a
 // node and its text are one allocation.  Counting an existing text is one
 // hash of its bytes and, usually, one probe.  Nothing keeps the text order
-// while counting: SortList orders by count with a merge sort of the node
-// chain, and reclamation picks its victims with a bounded heap
-// (ListLowestItems), so the order is computed only when it is looked at.
+// while counting: SortList sorts an array of 16-byte entries (count and text
+// prefix in one key, then the node, visited only when keys tie), and
+// reclamation picks its victims with a bounded heap (ListLowestItems), so
+// the order is computed only when it is looked at.
 // Removal shifts the following run of the table back instead of leaving
 // tombstones, so a table never degrades after reclamations.
 //
@@ -17,6 +18,7 @@
 #include "analysis/list.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -33,6 +35,20 @@ struct ItemList {
 
 namespace {
 
+// A candidate of ListLowestItems: its level and the first eight bytes of
+// its text (folded for lists counted ignoring case) as a big-endian number,
+// so that most comparisons need not visit the node.
+struct Candidate {
+  int32_t level;
+  uint64_t prefix;
+  ListItem* node;
+};
+constexpr int kCandidateCapacity = 4096;
+
+// Module state: the lists themselves belong to their callers.
+bool mRefuseSortMemoryForTesting = false;
+Candidate mpCandidates[kCandidateCapacity];  // ListLowestItems' heap; no allocation there
+
 constexpr size_t kMaxItemLength = 243;
 constexpr size_t kNodeAccountedBytes = 256;
 constexpr uint32_t kFirstCapacity = 8;
@@ -46,20 +62,64 @@ int32_t Add32(int32_t a, int32_t b) {
 }
 
 // --- Text comparison and hashing under a list's comparison ---
+//
+// Node texts are stored in a run of whole 8-byte words (the terminator and
+// zero bytes fill the last one), so two node texts can be compared a word at
+// a time without reading outside either allocation.
 
 unsigned char FoldByte(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
 
-int CompareFolded(const char* a, const char* b) {
-  const unsigned char* x = reinterpret_cast<const unsigned char*>(a);
-  const unsigned char* y = reinterpret_cast<const unsigned char*>(b);
-  for (;; ++x, ++y) {
-    int d = FoldByte(*x) - FoldByte(*y);
-    if (d != 0 || *x == 0) return d;
-  }
+uint64_t LoadWord(const char* p, size_t n) {
+  uint64_t w = 0;
+  memcpy(&w, p, n);
+  return w;
 }
 
-int CompareText(const char* a, const char* b, int ignoreCase) {
-  return ignoreCase ? CompareFolded(a, b) : strcmp(a, b);
+// The bytes of a loaded word as a number whose order is their text order.
+uint64_t TextOrderWord(uint64_t w) {
+  if constexpr (std::endian::native == std::endian::little) return __builtin_bswap64(w);
+  return w;
+}
+
+// Lower-cases the ASCII capitals among eight bytes at once.
+uint64_t FoldWord(uint64_t w) {
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  constexpr uint64_t kHigh = 0x8080808080808080ull;
+  uint64_t low7 = w & ~kHigh;
+  uint64_t atLeastA = low7 + (0x80 - 'A') * kOnes;
+  uint64_t aboveZ = low7 + (0x80 - 'Z' - 1) * kOnes;
+  uint64_t upper = atLeastA & ~aboveZ & ~w & kHigh;
+  return w | (upper >> 2);
+}
+
+// 0x80 in every zero byte of w and nothing elsewhere.
+uint64_t ZeroBytes(uint64_t w) {
+  constexpr uint64_t kLow7 = 0x7f7f7f7f7f7f7f7full;
+  return ~(((w & kLow7) + kLow7) | w | kLow7);
+}
+
+size_t PaddedTextSize(size_t len) { return (len + 8) & ~size_t{7}; }
+
+// strcmp (or, ignoring case, strcasecmp in the "C" locale) of two node
+// texts; only the sign of the result means anything.
+int CompareNodeTexts(const char* a, const char* b, int ignoreCase) {
+  for (size_t i = 0;; i += 8) {
+    uint64_t wa = LoadWord(a + i, 8), wb = LoadWord(b + i, 8);
+    if (ignoreCase) {
+      wa = FoldWord(wa);
+      wb = FoldWord(wb);
+    }
+    wa = TextOrderWord(wa);
+    wb = TextOrderWord(wb);
+    if (uint64_t zeros = ZeroBytes(wa)) {
+      // a ends in this word: what follows its terminator does not count.
+      uint64_t keep = ~uint64_t{0} << (56 - __builtin_clzll(zeros));
+      wa &= keep;
+      wb &= keep;
+      return wa == wb ? 0 : (wa < wb ? -1 : 1);
+    }
+    if (wa != wb) return wa < wb ? -1 : 1;
+  }
 }
 
 // True when the node's text equals the first len bytes of key (which hold
@@ -73,23 +133,6 @@ bool SameText(const char* nodeText, const char* key, size_t len, int ignoreCase)
       return false;
   }
   return nodeText[len] == 0;
-}
-
-uint64_t LoadWord(const char* p, size_t n) {
-  uint64_t w = 0;
-  memcpy(&w, p, n);
-  return w;
-}
-
-// Lower-cases the ASCII capitals among eight bytes at once.
-uint64_t FoldWord(uint64_t w) {
-  constexpr uint64_t kOnes = 0x0101010101010101ull;
-  constexpr uint64_t kHigh = 0x8080808080808080ull;
-  uint64_t low7 = w & ~kHigh;
-  uint64_t atLeastA = low7 + (0x80 - 'A') * kOnes;
-  uint64_t aboveZ = low7 + (0x80 - 'Z' - 1) * kOnes;
-  uint64_t upper = atLeastA & ~aboveZ & ~w & kHigh;
-  return w | (upper >> 2);
 }
 
 uint64_t MixWord(uint64_t h, uint64_t w) {
@@ -188,7 +231,8 @@ void EraseSlot(ItemList* list, uint32_t i) {
 ListItem* AddNode(ItemList* list, ListInfo* info, const char* text, size_t len, uint32_t h,
                   ListItem* parent) {
   ReserveSlot(list);
-  void* memory = smart_alloc(kNodeAccountedBytes, info, parent, sizeof(ListItem) + len + 1);
+  size_t textSize = PaddedTextSize(len);
+  void* memory = smart_alloc(kNodeAccountedBytes, info, parent, sizeof(ListItem) + textSize);
   if (!memory) OutOfMemory();
   ListItem* node = static_cast<ListItem*>(memory);
   node->next = nullptr;
@@ -196,8 +240,8 @@ ListItem* AddNode(ItemList* list, ListInfo* info, const char* text, size_t len, 
   node->count = 1;
   node->hashCode = h;
   node->item = reinterpret_cast<char*>(node + 1);
+  memset(node->item + textSize - 8, 0, 8);
   memcpy(node->item, text, len);
-  node->item[len] = 0;
   *FreeSlot(list->slots, list->capacity, h) = node;
   list->size++;
   list->total = Add32(list->total, 1);
@@ -210,7 +254,7 @@ ListItem* AddNode(ItemList* list, ListInfo* info, const char* text, size_t len, 
 // counts in descending text order.
 bool BeforeInCountOrder(const ListItem* a, const ListItem* b, int ignoreCase) {
   if (a->count != b->count) return a->count > b->count;
-  return CompareText(a->item, b->item, ignoreCase) > 0;
+  return CompareNodeTexts(a->item, b->item, ignoreCase) > 0;
 }
 
 ListItem* MergeChains(ListItem* a, ListItem* b, int ignoreCase) {
@@ -226,7 +270,8 @@ ListItem* MergeChains(ListItem* a, ListItem* b, int ignoreCase) {
   return head.next;
 }
 
-// Bottom-up merge sort of a null-terminated chain: O(n log n), no memory.
+// Bottom-up merge sort of a null-terminated chain: O(n log n) and no memory,
+// but a walk over scattered nodes; used when the sort array cannot be had.
 ListItem* SortChain(ListItem* chain, int ignoreCase) {
   for (size_t run = 1;; run *= 2) {
     ListItem* result = nullptr;
@@ -251,6 +296,50 @@ ListItem* SortChain(ListItem* chain, int ignoreCase) {
   }
 }
 
+// A node with a sort key: its count (made unsigned in the same order) above
+// the first four bytes of its text (folded for lists counted ignoring case)
+// read as a big-endian number, so that most comparisons of a sort need not
+// visit the node.
+struct SortEntry {
+  uint64_t key;
+  ListItem* node;
+};
+
+uint64_t SortKey(const ListItem* node, int ignoreCase) {
+  uint64_t w = LoadWord(node->item, 8);
+  if (ignoreCase) w = FoldWord(w);
+  uint64_t prefix = TextOrderWord(w) >> 32;
+  uint64_t count = static_cast<uint32_t>(node->count) ^ 0x80000000u;
+  return count << 32 | prefix;
+}
+
+struct CountOrder {
+  int ignoreCase;
+  bool operator()(const SortEntry& a, const SortEntry& b) const {
+    if (a.key != b.key) return a.key > b.key;
+    return CompareNodeTexts(a.node->item, b.node->item, ignoreCase) > 0;
+  }
+};
+
+// Sorts the list's nodes in an array and chains them; false when the array
+// cannot be had.
+bool SortInArray(ItemList* list, ListItem** head) {
+  if (mRefuseSortMemoryForTesting) return false;
+  SortEntry* entries = static_cast<SortEntry*>(malloc(sizeof(SortEntry) * list->size));
+  if (!entries) return false;
+  size_t n = 0;
+  for (uint32_t i = 0; i < list->capacity; ++i) {
+    if (ListItem* node = list->slots[i])
+      entries[n++] = SortEntry{SortKey(node, list->ignoreCase), node};
+  }
+  std::sort(entries, entries + n, CountOrder{list->ignoreCase});
+  for (size_t i = 0; i + 1 < n; ++i) entries[i].node->next = entries[i + 1].node;
+  entries[n - 1].node->next = nullptr;
+  *head = entries[0].node;
+  free(entries);
+  return true;
+}
+
 // --- Reclamation order ---
 
 int32_t ReclaimLevel(const ListItem* node) { return node->count < 1 ? 1 : node->count; }
@@ -260,9 +349,93 @@ struct ReclaimOrder {
   bool operator()(const ListItem* a, const ListItem* b) const {
     int32_t la = ReclaimLevel(a), lb = ReclaimLevel(b);
     if (la != lb) return la < lb;
-    return CompareText(a->item, b->item, ignoreCase) < 0;
+    return CompareNodeTexts(a->item, b->item, ignoreCase) < 0;
   }
 };
+
+// Nodes are counted per level up to this many buckets; the last bucket
+// holds every higher level.
+constexpr uint32_t kLevelBuckets = 64;
+
+uint32_t LevelBucket(const ListItem* node) {
+  int32_t level = ReclaimLevel(node);
+  return level < static_cast<int32_t>(kLevelBuckets) ? static_cast<uint32_t>(level)
+                                                      : kLevelBuckets - 1;
+}
+
+uint64_t TextPrefix(const char* text, int ignoreCase) {
+  uint64_t w = LoadWord(text, 8);
+  if (ignoreCase) w = FoldWord(w);
+  return TextOrderWord(w);
+}
+
+// True when a comes before b in reclamation order.
+bool CandidateBefore(const Candidate& a, const Candidate& b, int ignoreCase) {
+  if (a.level != b.level) return a.level < b.level;
+  if (a.prefix != b.prefix) return a.prefix < b.prefix;
+  return CompareNodeTexts(a.node->item, b.node->item, ignoreCase) < 0;
+}
+
+// The first `capacity` nodes offered, in reclamation order: a max-heap whose
+// top is the last of those kept so far.
+struct CandidateHeap {
+  Candidate* entries;
+  int size;
+  int capacity;
+  int ignoreCase;
+
+  bool Before(int i, int j) const { return CandidateBefore(entries[i], entries[j], ignoreCase); }
+  void Swap(int i, int j) { std::swap(entries[i], entries[j]); }
+
+  void SiftUp(int i) {
+    for (int parent; i > 0 && Before(parent = (i - 1) / 2, i); i = parent) Swap(i, parent);
+  }
+  void SiftDown(int i) {
+    for (;;) {
+      int largest = i;
+      int left = 2 * i + 1, right = left + 1;
+      if (left < size && Before(largest, left)) largest = left;
+      if (right < size && Before(largest, right)) largest = right;
+      if (largest == i) return;
+      Swap(i, largest);
+      i = largest;
+    }
+  }
+  void Offer(ListItem* node) {
+    Candidate c{ReclaimLevel(node), TextPrefix(node->item, ignoreCase), node};
+    if (size < capacity) {
+      entries[size] = c;
+      SiftUp(size++);
+    } else if (size > 0 && CandidateBefore(c, entries[0], ignoreCase)) {
+      entries[0] = c;
+      SiftDown(0);
+    }
+  }
+  // Writes the kept nodes to out in reclamation order; returns how many.
+  int Drain(ListItem** out) {
+    int n = size;
+    while (size > 0) {
+      out[size - 1] = entries[0].node;  // the last kept goes last
+      entries[0] = entries[--size];
+      SiftDown(0);
+    }
+    return n;
+  }
+};
+
+// Calls visit(node) for every node of the list but `skip`.  The slots are
+// read in order but the nodes are scattered, so nodes a little ahead are
+// requested early and their cache misses overlap.
+template <typename Visit>
+void ForEachNode(ItemList* list, const ListItem* skip, Visit visit) {
+  constexpr uint32_t kAhead = 16;
+  for (uint32_t i = 0; i < list->capacity; ++i) {
+    if (i + kAhead < list->capacity && list->slots[i + kAhead])
+      __builtin_prefetch(list->slots[i + kAhead]);
+    ListItem* node = list->slots[i];
+    if (node && node != skip) visit(node);
+  }
+}
 
 ListItem* FindInChain(ListItem* node, const char* text) {
   while (node && strcmp(node->item, text) != 0) node = node->next;
@@ -304,6 +477,8 @@ void add_item(ItemList** list, ListInfo* info, const char* item, const char* sec
 
 ListItem* SortList(ItemList* list) {
   if (!list || list->size == 0) return nullptr;
+  ListItem* head = nullptr;
+  if (SortInArray(list, &head)) return head;
   ListItem* chain = nullptr;
   for (uint32_t i = 0; i < list->capacity; ++i) {
     if (ListItem* node = list->slots[i]) {
@@ -359,23 +534,34 @@ void destroyListInfo() {
 
 int ListLowestItems(ItemList* list, const ListItem* protectedNode, ListItem** out, int max) {
   if (!list || max <= 0) return 0;
+  // First count the nodes per level, then keep every node below the level
+  // where `max` is reached and, of that level, only the first ones in text
+  // order: most nodes are placed by their count alone.
+  uint32_t perLevel[kLevelBuckets] = {};
+  ForEachNode(list, protectedNode, [&](ListItem* node) { perLevel[LevelBucket(node)]++; });
+  uint32_t below = 0;
+  uint32_t cut = 1;
+  while (cut < kLevelBuckets && below + perLevel[cut] <= static_cast<uint32_t>(max))
+    below += perLevel[cut++];
   ReclaimOrder order{list->ignoreCase};
-  int kept = 0;
-  // out[0..kept) is a max-heap: its top is the last of the nodes kept so far.
-  for (uint32_t i = 0; i < list->capacity; ++i) {
-    ListItem* node = list->slots[i];
-    if (!node || node == protectedNode) continue;
-    if (kept < max) {
-      out[kept++] = node;
-      std::push_heap(out, out + kept, order);
-    } else if (order(node, out[0])) {
-      std::pop_heap(out, out + kept, order);
-      out[kept - 1] = node;
-      std::push_heap(out, out + kept, order);
-    }
+  if (cut == kLevelBuckets) {  // every node fits
+    int n = 0;
+    ForEachNode(list, protectedNode, [&](ListItem* node) { out[n++] = node; });
+    std::sort(out, out + n, order);
+    return n;
   }
-  std::sort_heap(out, out + kept, order);
-  return kept;
+  int wanted = std::min(max - static_cast<int>(below), kCandidateCapacity);
+  CandidateHeap heap{mpCandidates, 0, wanted, list->ignoreCase};
+  int low = 0;
+  ForEachNode(list, protectedNode, [&](ListItem* node) {
+    uint32_t bucket = LevelBucket(node);
+    if (bucket < cut)
+      out[low++] = node;
+    else if (bucket == cut)
+      heap.Offer(node);
+  });
+  std::sort(out, out + low, order);
+  return low + heap.Drain(out + low);
 }
 
 int ListRemoveItem(ItemList* list, ListItem* node) {
@@ -445,3 +631,5 @@ uint32_t hash(const void* key, uint32_t length, uint32_t initval) {
   Lookup2Mix(a, b, c);
   return c;
 }
+
+void ListRefuseSortMemoryForTesting(bool refuse) { mRefuseSortMemoryForTesting = refuse; }

@@ -67,13 +67,19 @@ uint32_t hash(const void* key, uint32_t length, uint32_t initval);
 
 // --- For smart memory's reclamation (and for tests that inspect a list) ---
 
-// Fills out[0..] with at most `max` nodes of list, leaving out
-// protectedNode: the first ones in reclamation order (ascending count, a
-// count below 1 taken as 1; equal counts in ascending text order under the
-// list's comparison), in that order.  Returns how many were written.  The
-// pointers stay valid until the nodes are removed.  Allocates nothing.
+// Fills out[0..] with nodes of list, leaving out protectedNode: the first
+// ones in reclamation order (ascending count, a count below 1 taken as 1;
+// equal counts in ascending text order under the list's comparison), in
+// that order.  Returns how many were written: all nodes when they are at
+// most `max`, else at most `max` and, of the count where `max` is reached,
+// at most 4096 (remove them and ask again for more).  The pointers stay
+// valid until the nodes are removed.  Allocates nothing.
 int ListLowestItems(ItemList* list, const ListItem* protectedNode, ListItem** out, int max);
 
 // Unlinks node from list and frees it and its secondary nodes.  Returns the
 // number of nodes freed (1 + the secondary nodes).  Touches no statistics.
 int ListRemoveItem(ItemList* list, ListItem* node);
+
+// Makes SortList do without its sort array (as when memory is refused), so
+// that tests reach the slower path.  For tests.
+void ListRefuseSortMemoryForTesting(bool refuse);

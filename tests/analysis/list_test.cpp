@@ -220,6 +220,30 @@ TEST_F(ItemTable, ManyTextsSurviveGrowthAndRemoval) {
   EXPECT_EQ(TotalList(list_), left * 2 + 1667);
 }
 
+TEST_F(ItemTable, LowestItemsComeByCountThenTextInBoundedBatches) {
+  for (int i = 0; i < 6000; ++i) Add(("/p" + std::to_string(10000 + i)).c_str());
+  for (const char* text : {"/z2", "/z2", "/a3", "/a3", "/a3", "/m2", "/m2"}) Add(text);
+  std::vector<ListItem*> all(6010);
+  // Everything fits: all nodes, lowest count first, then text order.
+  ASSERT_EQ(ListLowestItems(list_, nullptr, all.data(), 6010), 6003);
+  EXPECT_STREQ(all[0]->item, "/p10000");
+  EXPECT_STREQ(all[5999]->item, "/p15999");
+  EXPECT_STREQ(all[6000]->item, "/m2");
+  EXPECT_STREQ(all[6001]->item, "/z2");
+  EXPECT_STREQ(all[6002]->item, "/a3");
+  // A cut among the count-1 texts: one bounded batch in text order, without
+  // the protected node.
+  std::vector<ListItem*> out(5000);
+  ASSERT_EQ(ListLowestItems(list_, all[0], out.data(), 5000), 4096);
+  EXPECT_STREQ(out[0]->item, "/p10001");
+  EXPECT_STREQ(out[4095]->item, "/p14096");
+  // A cut in a higher count.
+  for (int i = 0; i < 6000; ++i) ListRemoveItem(list_, all[i]);
+  ASSERT_EQ(ListLowestItems(list_, nullptr, out.data(), 1), 1);
+  EXPECT_STREQ(out[0]->item, "/m2");
+  EXPECT_EQ(TotalList(list_), 7);
+}
+
 TEST(ListHash, MatchesPublishedLookup2Values) {
   EXPECT_EQ(hash("", 0, 0), 0xbd49d10du);
   EXPECT_EQ(hash("192.168.1.1", 11, 0), 0x8a0abdf1u);
