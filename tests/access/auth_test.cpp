@@ -166,14 +166,6 @@ TEST_F(AuthTest, AccountPasswordDecidesBeforeThePasswordsFile) {
   SUCCEED();
 }
 
-TEST_F(AuthTest, InternalRequestsNeedNoPassword) {
-  settings_.internalIp.set("10.");
-  settings_.accountPassword.set("Secret");
-  env_.REMOTE_ADDR.set("10.0.0.1");
-  ValidateSession(&settings_, &env_);
-  SUCCEED();
-}
-
 using AuthDeathTest = AuthTest;
 
 // Runs f with the error page sent to /dev/null (f is expected to end the
@@ -182,20 +174,6 @@ template <typename F>
 void Quietly(F f) {
   if (!freopen("/dev/null", "w", stdout)) return;
   f();
-}
-
-TEST_F(AuthDeathTest, WrongPasswordEndsWithErrorTwoAndAnErrorLogLine) {
-  SetPath(&settings_.errorLog, dir_.file("errors.log"));
-  settings_.accountPassword.set("Secret");
-  settings_.username.set("ann");
-  settings_.password.set("guess");
-  env_.REMOTE_HOST.set("client.example");
-  EXPECT_EXIT(Quietly([&] { ValidateSession(&settings_, &env_); }), ::testing::ExitedWithCode(0),
-              "");
-  std::string log = ReadFile(dir_.file("errors.log"));
-  EXPECT_NE(log.find("] Unauthorized access from 'client.example' with username='ann'\n"),
-            std::string::npos)
-      << log;
 }
 
 TEST_F(AuthDeathTest, PasswordsFileRefusalAndMissingFile) {

@@ -181,17 +181,6 @@ TEST_F(PassTest, BadUrlsAloneStillCountUrlHits) {
   EXPECT_TRUE(Has(page, "<td align=center>1</td><td align=center>50.00%</td>"));
 }
 
-TEST_F(PassTest, BadUrlReferrersBecomeSecondaryRows) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/gone", 404, 0, "http://a.example/") +
-      Line("h", "01/Jan/2024:10:00:01", "/gone", 404, 0, "http://a.example/") +
-      Line("h", "01/Jan/2024:10:00:02", "/gone", 404));
-  settings_.badUrls.show = 1;
-  settings_.badUrlReferrers = 1;
-  std::string page = Run();
-  EXPECT_TRUE(Has(page, ">/gone</a>\n<font size=\"-1\" face=\"Arial,Helv\"><br>\n&nbsp;&nbsp;"
-                        "<i>2&nbsp;referrers&nbsp;from:&nbsp;"));
-}
-
 TEST_F(PassTest, BrowserFamiliesAreCountedFromTheAgent) {
   Log(Line("h", "01/Jan/2024:10:00:00", "/", 200, 1, "", "Mozilla/4.0 (compatible; MSIE 5.0)") +
       Line("h", "01/Jan/2024:10:00:01", "/", 200, 1, "", "Mozilla/4.7 [en] (X11)") +
@@ -205,22 +194,6 @@ TEST_F(PassTest, BrowserFamiliesAreCountedFromTheAgent) {
   EXPECT_EQ(Results().browserHits, 4);  // the hit without agent is not a browser hit
   EXPECT_EQ(gHits_Browsers, 4);
   EXPECT_TRUE(Has(page, "<b>4</b> distinct browsers were found."));
-}
-
-TEST_F(PassTest, DomainsAndDomainTypesCutTheHost) {
-  Log(Line("a.b.example.com", "01/Jan/2024:10:00:00", "/") +
-      Line("10.1.2.3", "01/Jan/2024:10:00:01", "/") +
-      Line("example.de", "01/Jan/2024:10:00:02", "/"));
-  settings_.domains.show = settings_.domainTypes.show = 1;
-  std::string page = Run();
-  EXPECT_TRUE(Has(page, "<td>b.example.com</td>"));
-  EXPECT_TRUE(Has(page, "<td>10.1.2</td>"));
-  EXPECT_TRUE(Has(page, "<td>example.de</td>"));
-  EXPECT_TRUE(Has(page, "<td>COM</td>"));  // no networks file: the code in capitals
-  EXPECT_TRUE(Has(page, "<td>UNKNOWN</td>"));
-  EXPECT_TRUE(Has(page, "<td>DE</td>"));
-  EXPECT_EQ(Results().domainHits, 3);
-  EXPECT_EQ(Results().domainTypeHits, 3);
 }
 
 TEST_F(PassTest, UrlsLoseTheirQueryAndMergeIgnoringCase) {
@@ -260,23 +233,6 @@ TEST_F(PassTest, SearchPhrasesCountWhateverTheFileType) {
   EXPECT_EQ(Results().searchHits, 1);
   EXPECT_EQ(Results().referralHits, 0);
   EXPECT_EQ(TotalHits(), 0);
-}
-
-TEST_F(PassTest, TimeTablesCountDayHourAndWeekday) {
-  Log(Line("h", "01/Jan/2024:00:30:00", "/") + Line("h", "01/Jan/2024:13:00:00", "/") +
-      Line("h", "02/Jan/2024:13:10:00", "/"));
-  settings_.dailyTotals = settings_.hitsPerDayOfWeek = settings_.hitsPerHour = 1;
-  std::string page = Run();
-  const PassResults& r = Results();
-  EXPECT_EQ(r.dailyCounts[0], 2);
-  EXPECT_EQ(r.dailyCounts[1], 1);
-  EXPECT_EQ(r.weekdayCounts[1], 2);  // 1 January 2024 was a Monday
-  EXPECT_EQ(r.weekdayCounts[2], 1);
-  EXPECT_EQ(r.hourCounts[0], 1);
-  EXPECT_EQ(r.hourCounts[13], 2);
-  EXPECT_EQ(r.dailyHits, 3);
-  EXPECT_TRUE(Has(page, "Mon</font>&nbsp;1/1</td>\n<td align=center>67%</td>"));
-  EXPECT_TRUE(Has(page, "Tue</font>&nbsp;1/2</td>\n<td align=center>33%</td>"));
 }
 
 TEST_F(PassTest, RealmAndUserRestrictTheHits) {
@@ -334,42 +290,6 @@ TEST_F(PassTest, FlushToServerSendsABlankEveryThousandLines) {
   settings_.flushToServer = 1;
   std::string page = Run();
   EXPECT_EQ(page.rfind("  \n\n<center><table", 0), 0u) << page.substr(0, 40);
-}
-
-TEST_F(PassTest, DebugTableFramesTheReaderRowsAndEndsWithTheMemoryRows) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/"));
-  settings_.debug = 1;
-  std::string page = Run();
-  EXPECT_EQ(page.rfind("<center><table border=1 cellspacing=0>\n<tr><td colspan=6 align=center>"
-                       "<font size=\"+1\"><b>Debugging Information</b></font></td></tr>\n",
-                       0),
-            0u);
-  size_t memory = page.find("<b>Memory Usage</b>");
-  size_t header = page.find("<center><table border=1 cellspacing=0 cellpadding=4>");
-  ASSERT_NE(memory, std::string::npos);
-  ASSERT_NE(header, std::string::npos);
-  EXPECT_LT(memory, header);
-  EXPECT_TRUE(Has(page, "</table></center><p>\n\n\n<center><table border=1 cellspacing=0 "
-                        "cellpadding=4>"));
-}
-
-TEST_F(PassTest, NoLogInRangeGivesTheHeaderAndNoSections) {
-  Log(Line("h", "01/Jan/2023:10:00:00", "/"));
-  settings_.requests.show = settings_.hitsPerHour = 1;
-  std::string page = Run();
-  EXPECT_TRUE(Has(page, "No log files found containing date range specified."));
-  EXPECT_FALSE(Has(page, "<a name="));
-  EXPECT_TRUE(Has(page, "Time required to generate report"));
-}
-
-TEST_F(PassTest, LogInRangeWithoutCountedHitsShowsEmptySections) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/other"));
-  settings_.find.set("/docs");
-  settings_.requests.show = settings_.hitsPerHour = 1;
-  std::string page = Run();
-  EXPECT_TRUE(Has(page, "<td colspan=\"3\"><i><b>No items found</b></i></td>"));
-  EXPECT_TRUE(Has(page, "<td><b><i>No items found</i></b></td>"));
-  EXPECT_TRUE(Has(page, "<b>HTTP Requests:</b></td><td width=\"50%\">0</td>"));
 }
 
 TEST_F(PassTest, OverlongTextsAreCutSafely) {
