@@ -36,15 +36,34 @@ struct LogHit {
   char* user;          // null when absent, empty or "-"
 };
 
-// Discovery and the walk over the files (the report range in calendar time).
+// No function of the reader ends the run: bad logs and summary files are
+// skipped or read as far as they make sense.  Output goes to stdout only
+// where stated (debugging rows and labels, the "couldn't open" line).
+
+// Builds the list of logs from the logs and AccessLog patterns and the
+// summary file (rewritten when the list changed), and computes the start-up
+// values of the date parsers.  Reads settings; writes the default summary
+// name into settings->summary when it is empty.  Prints "ERROR: couldn't
+// open log file ..." for a listed file that cannot be opened.  The range is
+// the report's first and last second.
 void SuperLog_Init(StatsFields* settings, ll::time32_t rangeFirst, ll::time32_t rangeLast);
+// 1 when at least one log file is listed.
 int32_t SuperLog_LogFilesFound();
+// Opens the next listed file whose dates meet the report range: 1 when one
+// is open, 0 at the end of the list (a further call starts over).  With
+// debugging, prints the file rows of the debugging table.
 int32_t SuperLog_NextLogFile();
+// Closes the open log file, if any.
 void SuperLog_NextLogFile_Done();
+// 1 when some listed file met the report range.
 int32_t SuperLog_LogsInRange();
+// Closes any open log and frees the list and the buffers of the reader.
 void SuperLog_Uninit();
 
 // 1 and the next accepted hit of the open file; 0 when the file is used up.
+// The caller owns *hit; its texts point into the reader's buffers and stay
+// valid until the next call.  With debugging, prints the label of a format
+// recognised in this file.
 int32_t SuperLog_ParseNextLine(LogHit* hit);
 
 // Bytes read from all log files by the block reader in this run.
