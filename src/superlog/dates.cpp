@@ -180,8 +180,11 @@ void ComputeStartupTimes() {
 // unchanged, so that every cached answer equals the direct call's.
 // Minutes in a daylight-saving gap, with a zone change inside them, at the
 // 32-bit limits, or written unnormalised go to the C library every time.
-// Reusing only the last key also keeps glibc's own memory of the last
-// offset (which decides ambiguous times) in step with direct calls.
+// glibc's mktime remembers the offset of its last answer and starts from
+// it, which decides how an ambiguous or missing local time is read; the
+// cache therefore keeps only the last minute, passes each first stamp of a
+// minute to mktime itself, and answers only where the remembered offset is
+// the same as after the direct calls.
 
 void ClearTimeCaches() {
   mState.mMktimeCache = MktimeCache{};
@@ -194,25 +197,23 @@ ll::time32_t CachedMktime32(const struct tm* tm) {
   MktimeCache& c = mState.mMktimeCache;
   const bool same = c.filled && c.min == tm->tm_min && c.hour == tm->tm_hour && c.mday == tm->tm_mday &&
                     c.mon == tm->tm_mon && c.year == tm->tm_year && c.isdst == tm->tm_isdst;
-  if (same) {
-    if (c.usable) return c.minuteStart + tm->tm_sec;
-    return ll::Mktime32(&work);
-  }
+  if (same && c.usable) return c.minuteStart + tm->tm_sec;
+  // Always the stamp itself goes to mktime (never a probe of second 0),
+  // so that mktime sees the same calls as without the cache.
+  const ll::time32_t t = ll::Mktime32(&work);
+  if (same) return t;
   c.filled = true;
   c.usable = false;
   c.year = tm->tm_year, c.mon = tm->tm_mon, c.mday = tm->tm_mday;
   c.hour = tm->tm_hour, c.min = tm->tm_min, c.isdst = tm->tm_isdst;
-  work.tm_sec = 0;
-  ll::time32_t t0 = ll::Mktime32(&work);
   struct tm first;
-  if (t0 != -1 && PlainMinute(t0, &first) && SameMinute(first, *tm) &&
+  const int64_t start = int64_t{t} - tm->tm_sec;
+  if (t != -1 && PlainMinute(start, &first) && SameMinute(first, *tm) &&
       (tm->tm_isdst < 0 || (tm->tm_isdst > 0) == (first.tm_isdst > 0))) {
     c.usable = true;
-    c.minuteStart = t0;
-    return t0 + tm->tm_sec;
+    c.minuteStart = static_cast<ll::time32_t>(start);
   }
-  work = *tm;
-  return ll::Mktime32(&work);
+  return t;
 }
 
 bool CachedLocaltime32(ll::time32_t t, struct tm* out) {
