@@ -27,6 +27,8 @@
 
 struct ItemList {
   ListItem** slots;   // `capacity` entries, null = free
+  uint32_t* tags;     // the hash of each slot's node, 0 = free; probes read only
+                      // this array until a tag matches, so a miss costs no node visit
   uint32_t capacity;  // a power of two
   uint32_t size;      // nodes in the list
   int32_t total;      // sum of the nodes' counts
@@ -157,7 +159,8 @@ uint32_t IndexHash(const char* text, size_t len, int ignoreCase) {
   h ^= h >> 33;
   h *= 0xc4ceb9fe1a85ec53ull;
   h ^= h >> 33;
-  return static_cast<uint32_t>(h);
+  uint32_t tag = static_cast<uint32_t>(h);
+  return tag ? tag : 1;  // 0 marks a free slot
 }
 
 // --- The hash index ---
@@ -165,26 +168,30 @@ uint32_t IndexHash(const char* text, size_t len, int ignoreCase) {
 ItemList* NewList(int ignoreCase) {
   ItemList* list = static_cast<ItemList*>(malloc(sizeof(ItemList)));
   ListItem** slots = static_cast<ListItem**>(calloc(kFirstCapacity, sizeof(ListItem*)));
-  if (!list || !slots) OutOfMemory();
-  *list = ItemList{slots, kFirstCapacity, 0, 0, ignoreCase};
+  uint32_t* tags = static_cast<uint32_t*>(calloc(kFirstCapacity, sizeof(uint32_t)));
+  if (!list || !slots || !tags) OutOfMemory();
+  *list = ItemList{slots, tags, kFirstCapacity, 0, 0, ignoreCase};
   return list;
 }
 
-// The slot that holds the text, or the free slot where it would go.
-ListItem** FindSlot(ItemList* list, const char* text, size_t len, uint32_t h) {
+// The node that holds the text, or null.
+ListItem* FindNode(const ItemList* list, const char* text, size_t len, uint32_t h) {
   uint32_t mask = list->capacity - 1;
   for (uint32_t i = h & mask;; i = (i + 1) & mask) {
-    ListItem* node = list->slots[i];
-    if (!node || (node->hashCode == h && SameText(node->item, text, len, list->ignoreCase)))
-      return &list->slots[i];
+    uint32_t tag = list->tags[i];
+    if (tag == 0) return nullptr;
+    if (tag == h && SameText(list->slots[i]->item, text, len, list->ignoreCase))
+      return list->slots[i];
   }
 }
 
-ListItem** FreeSlot(ListItem** slots, uint32_t capacity, uint32_t h) {
+// Puts node (whose hash is h) into the first free slot of its probe run.
+void PlaceNode(ListItem** slots, uint32_t* tags, uint32_t capacity, ListItem* node, uint32_t h) {
   uint32_t mask = capacity - 1;
   uint32_t i = h & mask;
-  while (slots[i]) i = (i + 1) & mask;
-  return &slots[i];
+  while (tags[i]) i = (i + 1) & mask;
+  slots[i] = node;
+  tags[i] = h;
 }
 
 // Makes room for one more node.  When the table cannot grow it keeps
@@ -196,15 +203,21 @@ void ReserveSlot(ItemList* list) {
   uint32_t capacity = list->capacity * 2;
   ListItem** slots = capacity ? static_cast<ListItem**>(calloc(capacity, sizeof(ListItem*)))
                               : nullptr;
-  if (!slots) {
+  uint32_t* tags = capacity ? static_cast<uint32_t*>(calloc(capacity, sizeof(uint32_t)))
+                            : nullptr;
+  if (!slots || !tags) {
+    free(slots);
+    free(tags);
     if (list->size + 2 > list->capacity) OutOfMemory();
     return;
   }
   for (uint32_t i = 0; i < list->capacity; ++i) {
-    if (ListItem* node = list->slots[i]) *FreeSlot(slots, capacity, node->hashCode) = node;
+    if (list->tags[i]) PlaceNode(slots, tags, capacity, list->slots[i], list->tags[i]);
   }
   free(list->slots);
+  free(list->tags);
   list->slots = slots;
+  list->tags = tags;
   list->capacity = capacity;
 }
 
@@ -213,13 +226,16 @@ void ReserveSlot(ItemList* list) {
 void EraseSlot(ItemList* list, uint32_t i) {
   uint32_t mask = list->capacity - 1;
   list->slots[i] = nullptr;
-  for (uint32_t j = (i + 1) & mask; list->slots[j]; j = (j + 1) & mask) {
-    uint32_t home = list->slots[j]->hashCode & mask;
+  list->tags[i] = 0;
+  for (uint32_t j = (i + 1) & mask; list->tags[j]; j = (j + 1) & mask) {
+    uint32_t home = list->tags[j] & mask;
     // The node at j may fill the hole at i unless its home lies in (i, j].
     bool homeBetween = i <= j ? (home > i && home <= j) : (home > i || home <= j);
     if (!homeBetween) {
       list->slots[i] = list->slots[j];
+      list->tags[i] = list->tags[j];
       list->slots[j] = nullptr;
+      list->tags[j] = 0;
       i = j;
     }
   }
@@ -242,7 +258,7 @@ ListItem* AddNode(ItemList* list, ListInfo* info, const char* text, size_t len, 
   node->item = reinterpret_cast<char*>(node + 1);
   memset(node->item + textSize - 8, 0, 8);
   memcpy(node->item, text, len);
-  *FreeSlot(list->slots, list->capacity, h) = node;
+  PlaceNode(list->slots, list->tags, list->capacity, node, h);
   list->size++;
   list->total = Add32(list->total, 1);
   return node;
@@ -465,7 +481,7 @@ void add_item(ItemList** list, ListInfo* info, const char* item, const char* sec
   ItemList* l = *list;
   size_t len = strnlen(item, kMaxItemLength);
   uint32_t h = IndexHash(item, len, l->ignoreCase);
-  ListItem* node = *FindSlot(l, item, len, h);
+  ListItem* node = FindNode(l, item, len, h);
   if (node) {
     node->count = Add32(node->count, 1);
     l->total = Add32(l->total, 1);
@@ -520,6 +536,7 @@ void destroy(ItemList* list) {
     }
   }
   free(list->slots);
+  free(list->tags);
   free(list);
 }
 
