@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -93,20 +94,27 @@ inline std::vector<std::string> ListedLogs() {
   return out;
 }
 
-// A folder of three small logs, made once per process.
+// A folder of three small logs, made once per process and removed at exit.
 inline const std::string& FuzzLogFolder() {
-  static const std::string folder = [] {
-    char pattern[] = "/tmp/loglantern-summary-fuzz-XXXXXX";
-    const std::string dir = mkdtemp(pattern) ? pattern : "/tmp";
-    for (int i = 0; i < 3; ++i) {
-      if (FILE* f = fopen((dir + "/" + static_cast<char>('a' + i) + ".log").c_str(), "wb")) {
-        for (int k = 0; k <= i; ++k) fprintf(f, "1.2.3.4 - - [0%d/Jan/1999:12:00:00 +0000] \"GET / HTTP/1.0\" 200 1\n", i + 1);
-        fclose(f);
+  struct Folder {
+    std::string path;
+    Folder() {
+      char pattern[] = "/tmp/loglantern-summary-fuzz-XXXXXX";
+      path = mkdtemp(pattern) ? pattern : "";
+      for (int i = 0; i < 3; ++i) {
+        if (FILE* f = fopen((path + "/" + static_cast<char>('a' + i) + ".log").c_str(), "wb")) {
+          for (int k = 0; k <= i; ++k) fprintf(f, "1.2.3.4 - - [0%d/Jan/1999:12:00:00 +0000] \"GET / HTTP/1.0\" 200 1\n", i + 1);
+          fclose(f);
+        }
       }
     }
-    return dir;
-  }();
-  return folder;
+    ~Folder() {
+      std::error_code ignored;
+      if (!path.empty()) std::filesystem::remove_all(path, ignored);
+    }
+  };
+  static const Folder folder;
+  return folder.path;
 }
 
 // Summary files: the input is the summary of the folder of three logs.  No
@@ -115,6 +123,7 @@ inline const std::string& FuzzLogFolder() {
 // earlier entry under another name).
 inline std::string RunSummaryFile(const unsigned char* data, size_t size) {
   SuperLog_ResetForTesting();
+  if (FuzzLogFolder().empty()) return "no temporary folder";
   const std::string summary = FuzzLogFolder() + "/fuzz.LGS";
   if (FILE* f = fopen(summary.c_str(), "wb")) {
     fwrite(data, 1, size, f);
