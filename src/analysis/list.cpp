@@ -25,10 +25,16 @@
 #include "analysis/smart_memory.h"
 #include "base/globals.h"
 
+// One slot of the index: the node's hash beside the node, so that a probe
+// reads one cache line of the table and visits only the node whose hash
+// matches.
+struct Slot {
+  uint32_t tag;    // the node's hash; 0 = free
+  ListItem* node;
+};
+
 struct ItemList {
-  ListItem** slots;   // `capacity` entries, null = free
-  uint32_t* tags;     // the hash of each slot's node, 0 = free; probes read only
-                      // this array until a tag matches, so a miss costs no node visit
+  Slot* slots;        // `capacity` entries; tag 0 = free
   uint32_t capacity;  // a power of two
   uint32_t size;      // nodes in the list
   int32_t total;      // sum of the nodes' counts
@@ -128,7 +134,9 @@ int CompareNodeTexts(const char* a, const char* b, int ignoreCase) {
 // no terminator).  Stops at the node's terminator, so it never reads past a
 // shorter node text.
 bool SameText(const char* nodeText, const char* key, size_t len, int ignoreCase) {
-  if (!ignoreCase) return strncmp(nodeText, key, len) == 0 && nodeText[len] == 0;
+  if (strncmp(nodeText, key, len) == 0 && nodeText[len] == 0) return true;
+  if (!ignoreCase) return false;
+  // Same text in another spelling: rare, so the byte-wise fold comes second.
   for (size_t i = 0; i < len; ++i) {
     if (FoldByte(static_cast<unsigned char>(nodeText[i])) !=
         FoldByte(static_cast<unsigned char>(key[i])))
@@ -167,10 +175,9 @@ uint32_t IndexHash(const char* text, size_t len, int ignoreCase) {
 
 ItemList* NewList(int ignoreCase) {
   ItemList* list = static_cast<ItemList*>(malloc(sizeof(ItemList)));
-  ListItem** slots = static_cast<ListItem**>(calloc(kFirstCapacity, sizeof(ListItem*)));
-  uint32_t* tags = static_cast<uint32_t*>(calloc(kFirstCapacity, sizeof(uint32_t)));
-  if (!list || !slots || !tags) OutOfMemory();
-  *list = ItemList{slots, tags, kFirstCapacity, 0, 0, ignoreCase};
+  Slot* slots = static_cast<Slot*>(calloc(kFirstCapacity, sizeof(Slot)));
+  if (!list || !slots) OutOfMemory();
+  *list = ItemList{slots, kFirstCapacity, 0, 0, ignoreCase};
   return list;
 }
 
@@ -178,20 +185,22 @@ ItemList* NewList(int ignoreCase) {
 ListItem* FindNode(const ItemList* list, const char* text, size_t len, uint32_t h) {
   uint32_t mask = list->capacity - 1;
   for (uint32_t i = h & mask;; i = (i + 1) & mask) {
-    uint32_t tag = list->tags[i];
-    if (tag == 0) return nullptr;
-    if (tag == h && SameText(list->slots[i]->item, text, len, list->ignoreCase))
-      return list->slots[i];
+    const Slot& slot = list->slots[i];
+    if (slot.tag == 0) return nullptr;
+    // A node's text follows its record in the same allocation (AddNode), so
+    // the comparison need not first load the node's item pointer.
+    if (slot.tag == h &&
+        SameText(reinterpret_cast<const char*>(slot.node + 1), text, len, list->ignoreCase))
+      return slot.node;
   }
 }
 
 // Puts node (whose hash is h) into the first free slot of its probe run.
-void PlaceNode(ListItem** slots, uint32_t* tags, uint32_t capacity, ListItem* node, uint32_t h) {
+void PlaceNode(Slot* slots, uint32_t capacity, ListItem* node, uint32_t h) {
   uint32_t mask = capacity - 1;
   uint32_t i = h & mask;
-  while (tags[i]) i = (i + 1) & mask;
-  slots[i] = node;
-  tags[i] = h;
+  while (slots[i].tag) i = (i + 1) & mask;
+  slots[i] = Slot{h, node};
 }
 
 // Makes room for one more node.  When the table cannot grow it keeps
@@ -201,23 +210,16 @@ void ReserveSlot(ItemList* list) {
   uint64_t wanted = (static_cast<uint64_t>(list->size) + 1) * 4;
   if (wanted <= static_cast<uint64_t>(list->capacity) * 3) return;
   uint32_t capacity = list->capacity * 2;
-  ListItem** slots = capacity ? static_cast<ListItem**>(calloc(capacity, sizeof(ListItem*)))
-                              : nullptr;
-  uint32_t* tags = capacity ? static_cast<uint32_t*>(calloc(capacity, sizeof(uint32_t)))
-                            : nullptr;
-  if (!slots || !tags) {
-    free(slots);
-    free(tags);
+  Slot* slots = capacity ? static_cast<Slot*>(calloc(capacity, sizeof(Slot))) : nullptr;
+  if (!slots) {
     if (list->size + 2 > list->capacity) OutOfMemory();
     return;
   }
   for (uint32_t i = 0; i < list->capacity; ++i) {
-    if (list->tags[i]) PlaceNode(slots, tags, capacity, list->slots[i], list->tags[i]);
+    if (list->slots[i].tag) PlaceNode(slots, capacity, list->slots[i].node, list->slots[i].tag);
   }
   free(list->slots);
-  free(list->tags);
   list->slots = slots;
-  list->tags = tags;
   list->capacity = capacity;
 }
 
@@ -225,17 +227,14 @@ void ReserveSlot(ItemList* list) {
 // every node stays reachable from its home slot.
 void EraseSlot(ItemList* list, uint32_t i) {
   uint32_t mask = list->capacity - 1;
-  list->slots[i] = nullptr;
-  list->tags[i] = 0;
-  for (uint32_t j = (i + 1) & mask; list->tags[j]; j = (j + 1) & mask) {
-    uint32_t home = list->tags[j] & mask;
+  list->slots[i] = Slot{};
+  for (uint32_t j = (i + 1) & mask; list->slots[j].tag; j = (j + 1) & mask) {
+    uint32_t home = list->slots[j].tag & mask;
     // The node at j may fill the hole at i unless its home lies in (i, j].
     bool homeBetween = i <= j ? (home > i && home <= j) : (home > i || home <= j);
     if (!homeBetween) {
       list->slots[i] = list->slots[j];
-      list->tags[i] = list->tags[j];
-      list->slots[j] = nullptr;
-      list->tags[j] = 0;
+      list->slots[j] = Slot{};
       i = j;
     }
   }
@@ -258,7 +257,7 @@ ListItem* AddNode(ItemList* list, ListInfo* info, const char* text, size_t len, 
   node->item = reinterpret_cast<char*>(node + 1);
   memset(node->item + textSize - 8, 0, 8);
   memcpy(node->item, text, len);
-  PlaceNode(list->slots, list->tags, list->capacity, node, h);
+  PlaceNode(list->slots, list->capacity, node, h);
   list->size++;
   list->total = Add32(list->total, 1);
   return node;
@@ -345,7 +344,7 @@ bool SortInArray(ItemList* list, ListItem** head) {
   if (!entries) return false;
   size_t n = 0;
   for (uint32_t i = 0; i < list->capacity; ++i) {
-    if (ListItem* node = list->slots[i])
+    if (ListItem* node = list->slots[i].node)
       entries[n++] = SortEntry{SortKey(node, list->ignoreCase), node};
   }
   std::sort(entries, entries + n, CountOrder{list->ignoreCase});
@@ -446,9 +445,9 @@ template <typename Visit>
 void ForEachNode(ItemList* list, const ListItem* skip, Visit visit) {
   constexpr uint32_t kAhead = 16;
   for (uint32_t i = 0; i < list->capacity; ++i) {
-    if (i + kAhead < list->capacity && list->slots[i + kAhead])
-      __builtin_prefetch(list->slots[i + kAhead]);
-    ListItem* node = list->slots[i];
+    if (i + kAhead < list->capacity && list->slots[i + kAhead].node)
+      __builtin_prefetch(list->slots[i + kAhead].node);
+    ListItem* node = list->slots[i].node;
     if (node && node != skip) visit(node);
   }
 }
@@ -497,7 +496,7 @@ ListItem* SortList(ItemList* list) {
   if (SortInArray(list, &head)) return head;
   ListItem* chain = nullptr;
   for (uint32_t i = 0; i < list->capacity; ++i) {
-    if (ListItem* node = list->slots[i]) {
+    if (ListItem* node = list->slots[i].node) {
       node->next = chain;
       chain = node;
     }
@@ -530,13 +529,12 @@ int32_t TotalList(const ItemList* list) { return list ? list->total : 0; }
 void destroy(ItemList* list) {
   if (!list) return;
   for (uint32_t i = 0; i < list->capacity; ++i) {
-    if (ListItem* node = list->slots[i]) {
+    if (ListItem* node = list->slots[i].node) {
       destroy(node->sublist);
       free(node);
     }
   }
   free(list->slots);
-  free(list->tags);
   free(list);
 }
 
@@ -584,8 +582,8 @@ int ListLowestItems(ItemList* list, const ListItem* protectedNode, ListItem** ou
 int ListRemoveItem(ItemList* list, ListItem* node) {
   uint32_t mask = list->capacity - 1;
   uint32_t i = node->hashCode & mask;
-  while (list->slots[i] != node) {
-    if (!list->slots[i]) return 0;  // not a node of this list
+  while (list->slots[i].node != node) {
+    if (!list->slots[i].tag) return 0;  // not a node of this list
     i = (i + 1) & mask;
   }
   EraseSlot(list, i);
