@@ -8,6 +8,9 @@
 // allocates nothing itself; the only allocations are new list nodes (made
 // by the item lists) and reverse lookups when DNS lookups are on.  Output
 // starts only after the loop, except the keep-alive blanks of flushtoserver.
+// Counting in the big lists (URLs, referrers, domains) is bound by cache
+// misses on their tables and nodes, so a hit's keys for them are made first
+// and their memory requested before the other work of the hit (HitKeys).
 #include "analysis/analysis.h"
 
 #include <strings.h>
@@ -112,6 +115,14 @@ const char* ListTitle(int index) {
 
 void AddItem(int index, const char* text, const char* secondary, bool ignoreCase) {
   add_item(ListHead(index), mPass.info[index], text, secondary, nullptr, ignoreCase ? 1 : 0);
+}
+
+ItemKey KeyFor(int index, const char* text, size_t length, bool ignoreCase) {
+  return MakeItemKey(*ListHead(index), text, length, ignoreCase ? 1 : 0);
+}
+
+void AddKey(int index, const ItemKey& key) {
+  add_item_key(ListHead(index), mPass.info[index], key, nullptr, nullptr);
 }
 
 // ---- set-up ----
@@ -256,7 +267,9 @@ void CountBrowser(const char* agent) {
 // Domains count the host's domain (or network for an address); domain types
 // count what is left after the last dot, "UNKNOWN" for an address.  Both cut
 // a copy of the host, so a resolved name of any length is safe to cut.
-void CountDomains(const StatsFields* s, const char* host) {
+// CutDomain copies the host and, when domains are on, cuts the copy to the
+// domain and makes its key; it returns where the domain starts in hostWork.
+char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain) {
   ll::CopyText(mPass.hostWork, host);
   char* cut = mPass.hostWork;
   if (s->domains.show) {
@@ -264,7 +277,15 @@ void CountDomains(const StatsFields* s, const char* host) {
       TruncateIP(cut);
     else
       cut = TruncateLSD(cut);
-    AddItem(kDomainsList, cut, nullptr, false);
+    *domain = KeyFor(kDomainsList, cut, strlen(cut), false);
+  }
+  return cut;
+}
+
+// Counts the domain and the domain type of a host cut by CutDomain.
+void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut) {
+  if (s->domains.show) {
+    AddKey(kDomainsList, domain);
     ++mPass.results.domainHits;
   }
   if (s->domainTypes.show) {
@@ -301,24 +322,22 @@ void CountSearchPhrase(const StatsFields* s, const char* referrer) {
 
 // Search phrases count whatever the file type; the referrer list only for
 // hits that pass it.  A referrer from an excluded domain counts for neither.
-void CountReferrer(const StatsFields* s, const char* referrer, bool fileTypePasses) {
+void CountReferrer(const StatsFields* s, const char* referrer, const ItemKey* key,
+                   bool fileTypePasses) {
   bool wantReferrer = s->referrers.show && fileTypePasses;
   if (!s->search.show && !wantReferrer) return;
   if (!referrer) return;
   if (s->filterReferrers && !NotFilteredDomain(s, referrer)) return;
   if (s->search.show && strchr(referrer, '?')) CountSearchPhrase(s, referrer);
   if (wantReferrer) {
-    AddItem(kReferrersList, referrer, nullptr, true);
+    AddKey(kReferrersList, *key);
     ++mPass.results.referralHits;
   }
 }
 
-void CountUrl(const StatsFields* s, char* url) {
+void CountUrl(const StatsFields* s, const ItemKey* key) {
   if (!s->badUrls.show && !s->requests.show) return;
-  if (s->requests.show) {
-    if (!s->showQuery) TruncateCGI(url);
-    AddItem(kUrlsList, url, nullptr, !s->findCaseSensitive);
-  }
+  if (s->requests.show) AddKey(kUrlsList, *key);
   ++mPass.results.urlHits;
 }
 
@@ -340,6 +359,41 @@ char* ResolveForDomains(const StatsFields* s, LogHit* hit) {
   return name;
 }
 
+// The keys of the big lists that one hit feeds, made before the hit is
+// counted so that their table slots and nodes are fetched while other work
+// goes on; only the keys of lists the hit will reach are made.
+struct HitKeys {
+  ItemKey url{};
+  ItemKey referrer{};
+  ItemKey domain{};
+  char* domainCut = nullptr;  // the domain's start in hostWork; null until cut
+};
+
+void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
+  if (s->requests.show) {
+    const char* url = hit->url;
+    size_t n = s->showQuery ? strnlen(url, kWorkSize - 1) : strcspn(url, "?\"");
+    keys->url = KeyFor(kUrlsList, url, n, !s->findCaseSensitive);
+    PrefetchItemSlot(*ListHead(kUrlsList), keys->url);
+  }
+  if (s->referrers.show && hit->referrer) {
+    const char* referrer = hit->referrer;
+    keys->referrer = KeyFor(kReferrersList, referrer, strnlen(referrer, kWorkSize - 1), true);
+    PrefetchItemSlot(*ListHead(kReferrersList), keys->referrer);
+  }
+  // A host that a lookup may still replace is cut only when it is counted.
+  if (mPass.lookupMode == kNoLookup && (s->domains.show || s->domainTypes.show) && hit->host) {
+    keys->domainCut = CutDomain(s, hit->host, &keys->domain);
+    if (s->domains.show) PrefetchItemSlot(*ListHead(kDomainsList), keys->domain);
+  }
+}
+
+void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
+  if (s->requests.show) PrefetchItemNode(*ListHead(kUrlsList), keys.url);
+  if (keys.referrer.text) PrefetchItemNode(*ListHead(kReferrersList), keys.referrer);
+  if (keys.domainCut && s->domains.show) PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
+}
+
 // Counts one hit of the report range into totals, lists and tables.
 void CountHit(const StatsFields* s, LogHit* hit) {
   if (!PassesRequestFilters(s, hit)) return;
@@ -353,19 +407,24 @@ void CountHit(const StatsFields* s, LogHit* hit) {
       return;
     }
   }
+  HitKeys keys;
   if (fileTypePasses) {
+    MakeHitKeys(s, hit, &keys);
     ++mPass.totalHits;
     SuperLongAdd(&mPass.totalBytes, static_cast<uint32_t>(hit->bytes));
   }
   if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
   if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent);
+  if (fileTypePasses) PrefetchHitNodes(s, keys);
   if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
     resolved = ResolveForDomains(s, hit);
-  if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host)
-    CountDomains(s, hit->host);
+  if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host) {
+    if (!keys.domainCut) keys.domainCut = CutDomain(s, hit->host, &keys.domain);
+    CountDomains(s, keys.domain, keys.domainCut);
+  }
   if (fileTypePasses) CountTimes(s, hit->tm);
-  CountReferrer(s, hit->referrer, fileTypePasses);
-  if (fileTypePasses) CountUrl(s, hit->url);
+  CountReferrer(s, hit->referrer, &keys.referrer, fileTypePasses);
+  if (fileTypePasses) CountUrl(s, &keys.url);
   free(resolved);
 }
 

@@ -8,6 +8,9 @@
 // prefix in one key, then the node, visited only when keys tie), and
 // reclamation picks its victims with a bounded heap (ListLowestItems), so
 // the order is computed only when it is looked at.
+// Callers that know their texts ahead can make their keys early and have
+// the slot and then the node fetched (PrefetchItemSlot, PrefetchItemNode)
+// while they do other work.
 // Removal shifts the following run of the table back instead of leaving
 // tombstones, so a table never degrades after reclamations.
 //
@@ -475,19 +478,43 @@ void init_list(ItemList** list, ListInfo** info, const char* name) {
 void add_item(ItemList** list, ListInfo* info, const char* item, const char* secondary,
               ListItem* parent, int ignoreCase) {
   if (!list || !item || !*item) return;
+  add_item_key(list, info, MakeItemKey(*list, item, strnlen(item, kMaxItemLength), ignoreCase),
+               secondary, parent);
+}
+
+ItemKey MakeItemKey(const ItemList* list, const char* item, size_t length, int ignoreCase) {
+  int folded = list ? list->ignoreCase : ignoreCase;
+  uint32_t len = static_cast<uint32_t>(std::min(length, kMaxItemLength));
+  return ItemKey{item, len, IndexHash(item, len, folded), ignoreCase, folded};
+}
+
+void PrefetchItemSlot(const ItemList* list, const ItemKey& key) {
+  if (list) __builtin_prefetch(&list->slots[key.hash & (list->capacity - 1)]);
+}
+
+void PrefetchItemNode(const ItemList* list, const ItemKey& key) {
+  if (!list) return;
+  const Slot& slot = list->slots[key.hash & (list->capacity - 1)];
+  if (slot.tag == key.hash) __builtin_prefetch(slot.node);
+}
+
+void add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
+                  ListItem* parent) {
+  if (!list || key.length == 0) return;
   if (secondary && !*secondary) secondary = nullptr;
-  if (!*list) *list = NewList(ignoreCase);
+  if (!*list) *list = NewList(key.ignoreCase);
   ItemList* l = *list;
-  size_t len = strnlen(item, kMaxItemLength);
-  uint32_t h = IndexHash(item, len, l->ignoreCase);
-  ListItem* node = FindNode(l, item, len, h);
+  uint32_t h = key.hash;
+  // A key made before its list existed may differ from the list's comparison.
+  if (l->ignoreCase != key.hashFolded) h = IndexHash(key.text, key.length, l->ignoreCase);
+  ListItem* node = FindNode(l, key.text, key.length, h);
   if (node) {
     node->count = Add32(node->count, 1);
     l->total = Add32(l->total, 1);
   } else {
-    node = AddNode(l, info, item, len, h, parent);
+    node = AddNode(l, info, key.text, key.length, h, parent);
   }
-  if (secondary) add_item(&node->sublist, info, secondary, nullptr, node, ignoreCase);
+  if (secondary) add_item(&node->sublist, info, secondary, nullptr, node, key.ignoreCase);
 }
 
 ListItem* SortList(ItemList* list) {

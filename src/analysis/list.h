@@ -8,6 +8,7 @@
 // reclamation by smart memory).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 struct ItemList;  // one list: its nodes and their index (list.cpp)
@@ -43,6 +44,34 @@ void init_list(ItemList** list, ListInfo** info, const char* name);
 // status 1 when no node can be had even after reclaiming.
 void add_item(ItemList** list, ListInfo* info, const char* item, const char* secondary,
               ListItem* parent, int ignoreCase);
+
+// A text about to be counted, with its index hash worked out once, so that
+// the memory that counting it touches can be requested early and the wait
+// overlap other work of the caller.  The key borrows text, which must stay
+// unchanged until the key is counted.
+struct ItemKey {
+  const char* text;
+  uint32_t length;  // bytes of text counted (at most 243); text[length] need not be 0
+  uint32_t hash;
+  int ignoreCase;   // as asked by the caller: for a new list and for secondary items
+  int hashFolded;   // the comparison the hash was made for
+};
+
+// The key of the first `length` bytes of item (none of them a NUL), cut at
+// 243, for list; a list that exists keeps its own comparison, else
+// ignoreCase is the one its first item will give it.
+ItemKey MakeItemKey(const ItemList* list, const char* item, size_t length, int ignoreCase);
+
+// Requests the index slot where counting key starts; changes nothing.
+void PrefetchItemSlot(const ItemList* list, const ItemKey& key);
+// Requests the node that the key's slot points to when its hash matches;
+// changes nothing.  Reads the slot, so it pays off only when the slot was
+// requested a while before.
+void PrefetchItemNode(const ItemList* list, const ItemKey& key);
+
+// add_item for a key made for this list.
+void add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
+                  ListItem* parent);
 
 // Reorders the list by count and returns its first node (null when empty);
 // the chain continues through ListItem::next.  The list takes no more items.

@@ -114,6 +114,25 @@ TEST_F(ItemTable, LongTextsAreCutAt243Characters) {
   EXPECT_EQ(TextOrder(list_), (std::vector<Row>{{base, 3}}));
 }
 
+TEST_F(ItemTable, KeysMadeAheadCountLikeTheirTexts) {
+  // A key may cover the first bytes of a longer text (a URL cut at its
+  // query) and may be made before the list exists with another comparison
+  // than the one the list ends up with.
+  const char* withQuery = "/search.html?q=lantern";
+  ItemKey cut = MakeItemKey(list_, withQuery, 12, 0);
+  ItemKey upper = MakeItemKey(list_, "/SEARCH.HTML", 12, 0);
+  ItemKey folded = MakeItemKey(list_, "/Search.html", 12, 1);
+  add_item_key(&list_, info_, folded, nullptr, nullptr);
+  PrefetchItemSlot(list_, cut);
+  PrefetchItemNode(list_, cut);
+  add_item_key(&list_, info_, cut, "http://a/", nullptr);
+  add_item_key(&list_, info_, upper, nullptr, nullptr);
+  add_item_key(&list_, info_, MakeItemKey(list_, withQuery, 0, 1), nullptr, nullptr);
+  EXPECT_EQ(TextOrder(list_, 1), (std::vector<Row>{{"/Search.html", 3}}));
+  EXPECT_EQ(TotalList(list_), 3);
+  EXPECT_EQ(list_length(Find("/Search.html")->sublist), 1);
+}
+
 TEST_F(ItemTable, SecondaryItemsAreCountedUnderTheirItem) {
   Add("/missing", "http://a/");
   Add("/missing", "http://a/");
