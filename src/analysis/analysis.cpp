@@ -127,25 +127,25 @@ void AddKey(int index, const ItemKey& key) {
 
 // ---- set-up ----
 
+// mktime of a local date and time (the library decides daylight saving).
+ll::time32_t LocalTime(int year, int month, int day, int hour, int minute, int second) {
+  struct tm tm = {};
+  tm.tm_year = year - 1900;
+  tm.tm_mon = month - 1;
+  tm.tm_mday = day;
+  tm.tm_hour = hour;
+  tm.tm_min = minute;
+  tm.tm_sec = second;
+  tm.tm_isdst = -1;
+  return ll::Mktime32(&tm);
+}
+
 // The report range: local midnight of the first day to 23:59:59 of the last.
 void ComputeRange(const StatsFields* settings) {
   int sm = 0, sd = 0, sy = 0, em = 0, ed = 0, ey = 0;
   ParseDate(&sm, &sd, &sy, &em, &ed, &ey, settings);
-  struct tm first = {};
-  first.tm_year = sy - 1900;
-  first.tm_mon = sm - 1;
-  first.tm_mday = sd;
-  first.tm_isdst = -1;
-  mPass.results.rangeFirst = ll::Mktime32(&first);
-  struct tm last = {};
-  last.tm_year = ey - 1900;
-  last.tm_mon = em - 1;
-  last.tm_mday = ed;
-  last.tm_hour = 23;
-  last.tm_min = 59;
-  last.tm_sec = 59;
-  last.tm_isdst = -1;
-  mPass.results.rangeLast = ll::Mktime32(&last);
+  mPass.results.rangeFirst = LocalTime(sy, sm, sd, 0, 0, 0);
+  mPass.results.rangeLast = LocalTime(ey, em, ed, 23, 59, 59);
 }
 
 void InitLists(const StatsFields* settings) {
