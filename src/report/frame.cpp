@@ -170,9 +170,7 @@ void PrintTotals(const StatsFields* settings, uint32_t requests, uint32_t bytesL
                  uint32_t bytesHigh) {
   char number[32];
   FormatWithCommas(number, requests, 0, 0);
-  printf("<tr>\n");
-  printf("<td width=\"50%%\"><b>HTTP Requests:</b></td><td width=\"50%%\">%s</td>\n", number);
-  printf("</tr>\n");
+  PrintFactRow("HTTP Requests:", number, true);
   PrintBytesRow("HTTP Bytes Served:", bytesHigh, bytesLow);
   SuperLong read;
   SuperLog_GetTotalLogBytesRead(&read);
