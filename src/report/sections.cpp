@@ -138,20 +138,18 @@ void PrintSecondaryItems(ItemList* sublist) {
 void PrintListRow(const StatsFields* settings, ListItem* node, const char* noun, int total) {
   long count = node->count;
   double share = Share(node->count, total);
-  if (strcmp(noun, "network") == 0) {
-    // The descriptive name may be longer than the node's own text.
-    char name[244];
-    ll::CopyText(name, node->item);
-    ResolveItem(name, settings->networksFile.c_str());
-    printf("<tr><td align=center>%ld</td><td align=center>%0.2f%%</td><td>%s</td></tr>\n", count,
-           share, name);
-    return;
-  }
   bool referrals = strcmp(noun, "referrals") == 0;
   bool requests = strcmp(noun, "requests") == 0;
   if (!referrals && !requests) {
+    const char* text = node->item;
+    char name[244];  // a descriptive name may be longer than the node's own text
+    if (strcmp(noun, "network") == 0) {
+      ll::CopyText(name, node->item);
+      ResolveItem(name, settings->networksFile.c_str());
+      text = name;
+    }
     printf("<tr><td align=center>%ld</td><td align=center>%0.2f%%</td><td>%s</td></tr>\n", count,
-           share, node->item);
+           share, text);
     return;
   }
   printf("<tr><td align=center>%ld</td><td align=center>%0.2f%%</td>", count, share);
@@ -244,8 +242,7 @@ int BarWidth(int32_t count, int32_t largest) {
   return static_cast<int>(static_cast<int64_t>(count) * 300 / largest);
 }
 
-// The share, bar and count cells of one chart row.  colour is "blue" or
-// "red" for the day charts, null for the hour chart (always red).
+// The share, bar and count cells of one chart row; colour is "blue" or "red".
 void PrintChartCells(const StatsFields* settings, int32_t count, int32_t base, int32_t largest,
                      const char* colour) {
   double share = Share(count, base);
@@ -253,12 +250,8 @@ void PrintChartCells(const StatsFields* settings, int32_t count, int32_t base, i
   printf("<td align=center>%.0f%%</td>\n", share);
   printf("<td>");
   if (count != 0) {
-    if (colour)
-      printf("<img src=\"%s/%s2x5.gif\" height=\"5\" width=\"%d\">&nbsp;",
-             settings->imagePath.c_str(), colour, BarWidth(count, largest));
-    else
-      printf("<img src=\"%s/red2x5.gif\" height=\"5\" width=\"%d\">&nbsp;",
-             settings->imagePath.c_str(), BarWidth(count, largest));
+    printf("<img src=\"%s/%s2x5.gif\" height=\"5\" width=\"%d\">&nbsp;",
+           settings->imagePath.c_str(), colour, BarWidth(count, largest));
   }
   printf("%ld\n", static_cast<long>(count));
   printf("</td></tr>\n");
@@ -302,36 +295,37 @@ void PrintDailyRows(const StatsFields* settings, const PassResults* r, int32_t l
   }
 }
 
-void PrintDailyTotals(const StatsFields* settings, const PassResults* r) {
-  PrintChartOpening(kDaily);
-  int32_t largest = LargestCount(r->dailyCounts, 366);
+// A bar-chart section: its frame and, when any entry is non-zero, its
+// column header and the rows that printRows(largest) writes.
+template <typename Rows>
+void PrintChart(const StatsFields* settings, const ChartSection& section, const int32_t* counts,
+                int n, const char* columns, Rows printRows) {
+  PrintChartOpening(section);
+  int32_t largest = LargestCount(counts, n);
   if (largest == 0) {
     printf("%s", kNoChartItemsRow);
   } else {
     printf("<tr>\n<td bgcolor=\"#FFFFCC\">\n<table border=0 width=\"100%%\">\n");
-    printf(kDayColumns);
-    PrintDailyRows(settings, r, largest);
+    printf(columns);
+    printRows(largest);
     printf("</table></td>\n</tr>\n");
   }
   PrintSectionClosing(settings);
 }
 
+void PrintDailyTotals(const StatsFields* settings, const PassResults* r) {
+  PrintChart(settings, kDaily, r->dailyCounts, 366, kDayColumns,
+             [&](int32_t largest) { PrintDailyRows(settings, r, largest); });
+}
+
 void PrintWeekdays(const StatsFields* settings, const PassResults* r) {
-  PrintChartOpening(kWeekly);
-  int32_t largest = LargestCount(r->weekdayCounts, 7);
-  if (largest == 0) {
-    printf("%s", kNoChartItemsRow);
-  } else {
-    printf("<tr>\n<td bgcolor=\"#FFFFCC\">\n<table border=0 width=\"100%%\">\n");
-    printf(kDayColumns);
+  PrintChart(settings, kWeekly, r->weekdayCounts, 7, kDayColumns, [&](int32_t largest) {
     for (int d = 0; d < 7; ++d) {
       printf("<tr><td align=right>");
       printf("%s</td>\n", kFullDayNames[d]);
       PrintChartCells(settings, r->weekdayCounts[d], r->weekdayHits, largest, WeekendColour(d));
     }
-    printf("</table></td>\n</tr>\n");
-  }
-  PrintSectionClosing(settings);
+  });
 }
 
 void PrintHourLabel(int hour) {
@@ -348,20 +342,12 @@ void PrintHourLabel(int hour) {
 }
 
 void PrintHours(const StatsFields* settings, const PassResults* r) {
-  PrintChartOpening(kHourly);
-  int32_t largest = LargestCount(r->hourCounts, 24);
-  if (largest == 0) {
-    printf("%s", kNoChartItemsRow);
-  } else {
-    printf("<tr>\n<td bgcolor=\"#FFFFCC\">\n<table border=0 width=\"100%%\">\n");
-    printf(kHourColumns);
+  PrintChart(settings, kHourly, r->hourCounts, 24, kHourColumns, [&](int32_t largest) {
     for (int h = 0; h < 24; ++h) {
       PrintHourLabel(h);
-      PrintChartCells(settings, r->hourCounts[h], r->hourHits, largest, nullptr);
+      PrintChartCells(settings, r->hourCounts[h], r->hourHits, largest, "red");
     }
-    printf("</table></td>\n</tr>\n");
-  }
-  PrintSectionClosing(settings);
+  });
 }
 
 // The summary sentence that says how much of a list the rows show.
