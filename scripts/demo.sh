@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-cmake -S . -B build -DLOGLANTERN_BENCH=OFF >/dev/null
+cmake -S . -B build >/dev/null
 cmake --build build --target loglantern -j"$(nproc)" >/dev/null
 
 # The whole site (find "/" with everything below it), every section, over
