@@ -36,8 +36,7 @@ void FillFindData(const char* path, FindData* data) {
   // (when it can be opened at all) with no dates and never analysed.
   data->size = stat(path, &st) == 0 ? static_cast<uint32_t>(st.st_size) : 0;
   const char* slash = strrchr(path, '/');
-  const char* name = slash ? slash + 1 : path;
-  data->cut = ll::CopyText(data->name, sizeof data->name, name) != strlen(name);
+  ll::CopyText(data->name, sizeof data->name, slash ? slash + 1 : path);
 }
 
 LogSummaryItem* FindLogByName(const char* name) {
@@ -53,7 +52,7 @@ bool IsDotEntry(const char* name) { return !name[0] || !strcmp(name, ".") || !st
 // path does not fit the record and was cut.
 bool PrepareFoundItem(const char* dir, const FindData& found) {
   LogSummaryItem& item = mState.mLogSummaryItem;
-  const bool fits = JoinPath(item.name, dir, found.name) && !found.cut;
+  const bool fits = JoinPath(item.name, dir, found.name);
   item.size = found.size;
   item.start = item.end = 0;
   item.state = kSummarySeenOnDisk;

@@ -33,7 +33,6 @@ inline constexpr int32_t kSummarySeenOnDisk = 4;
 struct FindData {
   uint32_t size;
   char name[260];
-  bool cut;  // the name did not fit and was cut
 };
 
 // Cache of one mktime conversion: the calendar time of second 0 of the
