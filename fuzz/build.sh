@@ -2,7 +2,7 @@
 # Builds every fuzz/*_fuzz.cpp as a libFuzzer program with AddressSanitizer and
 # UndefinedBehaviorSanitizer (clang from Debian's clang package), linked with
 # all module sources.  Usage:
-#   fuzz/build.sh                       build into build-fuzz/
+#   fuzz/build.sh [name ...]            build all (or the named) into build-fuzz/
 #   build-fuzz/<name>_fuzz tests/corpus/<name>/ -max_total_time=60
 # Finds that matter are copied into tests/corpus/<name>/, where the unit tests
 # replay them on every run.
@@ -12,8 +12,14 @@ out=build-fuzz
 mkdir -p "$out"
 mapfile -t sources < <(find src -name '*.cpp' ! -name main.cpp | sort)
 flags=(-std=c++20 -O1 -g -Isrc -fsanitize=fuzzer,address,undefined -fno-omit-frame-pointer)
-for target in fuzz/*_fuzz.cpp; do
+targets=()
+for name in "$@"; do targets+=("fuzz/${name%_fuzz}_fuzz.cpp"); done
+[ ${#targets[@]} -gt 0 ] || targets=(fuzz/*_fuzz.cpp)
+for target in "${targets[@]}"; do
   name=$(basename "$target" .cpp)
+  extra=()
+  # The whole-request target catches the program's exit() to go on fuzzing.
+  [ "$name" = cgi_request_fuzz ] && extra=(-Wl,--wrap=exit)
   echo "building $out/$name"
-  clang++ "${flags[@]}" "$target" "${sources[@]}" -lcrypt -o "$out/$name"
+  clang++ "${flags[@]}" "$target" "${sources[@]}" -lcrypt "${extra[@]}" -o "$out/$name"
 done

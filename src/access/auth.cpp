@@ -13,6 +13,7 @@
 #include "analysis/dns_cache.h"
 #include "analysis/filters.h"
 #include "base/fixed_text.h"
+#include "base/regular_file.h"
 #include "cgi/cgi_env.h"
 #include "report/errors.h"
 #include "settings/stats_fields.h"
@@ -61,6 +62,21 @@ int FieldAccepts(const char* field, const char* given) {
 
 bool IsComment(const char* line) { return line[0] == '#' || line[0] == ';'; }
 
+// Reads one line of the passwords file into line (size bytes), without its
+// line feed.  A longer line keeps its first size-1 bytes and the rest is
+// dropped, so that no part of it is ever read as a line of its own.
+// Returns false at the end of the file.
+bool ReadPasswordsLine(FILE* file, char* line, size_t size) {
+  size_t length = 0;
+  int c = getc(file);
+  if (c == EOF) return false;
+  for (; c != EOF && c != '\n'; c = getc(file)) {
+    if (length + 1 < size) line[length++] = static_cast<char>(c);
+  }
+  line[length] = 0;
+  return true;
+}
+
 }  // namespace
 
 void ValidateSession(StatsFields* settings, const CgiEnv* env) {
@@ -94,12 +110,11 @@ int VerifyPassword(StatsFields* settings, const CgiEnv* env) {
   snprintf(prefix, sizeof prefix, "%s:", settings->username.c_str());
   size_t prefixLen = strlen(prefix);
 
-  FILE* file = fopen(settings->userPasswords.c_str(), "r");
+  FILE* file = ll::OpenRegularFile(settings->userPasswords.c_str(), "r");
   if (!file) ServerError(10, env, settings);
-  // Lines longer than the buffer are read in pieces, each taken as a line.
   char line[kWorkSize];
   int accepted = 0;
-  while (fgets(line, sizeof line, file)) {
+  while (ReadPasswordsLine(file, line, sizeof line)) {
     if (IsComment(line) || strncasecmp(line, prefix, prefixLen) != 0) continue;
     char field[kWorkSize];
     CopyPasswordField(field, line + prefixLen);

@@ -19,6 +19,7 @@
 #include "analysis/list.h"
 #include "analysis/smart_memory.h"
 #include "base/fixed_text.h"
+#include "base/regular_file.h"
 
 namespace {
 
@@ -202,7 +203,7 @@ void ResolveItem(char* item, const char* networksFile) {
   for (char* p = item; *p; ++p)
     if (*p >= 'a' && *p <= 'z') *p = static_cast<char>(*p - 'a' + 'A');
   if (!networksFile || !*networksFile) return;
-  FILE* file = fopen(networksFile, "r");
+  FILE* file = ll::OpenRegularFile(networksFile, "r");
   if (!file) return;
   char* line = nullptr;
   size_t capacity = 0;

@@ -92,31 +92,38 @@ int32_t get_query(FILE* stream, int32_t length, char* buffer) {
   return count;
 }
 
-int parse_entries(FormEntry* entries, const char* body, int32_t length) {
-  int index = 0;
+bool NextFormEntry(const char* body, int32_t length, int32_t* pos, FormEntry* entry) {
   bool inName = true;
+  bool more = false;
   size_t nameLength = 0;
   size_t valueLength = 0;
-  for (int32_t i = 0; i < length && body[i] != 0; ++i) {
-    FormEntry& entry = entries[index];
-    char c = body[i];
+  int32_t i = *pos;
+  for (; i < length && body[i] != 0; ++i) {
+    const char c = body[i];
     if (inName && c == '=') {
       inName = false;
     } else if (inName) {
-      AppendByte(entry.name, sizeof entry.name, &nameLength, c);
+      AppendByte(entry->name, sizeof entry->name, &nameLength, c);
     } else if (c == '&') {
-      entry.name[nameLength] = 0;
-      entry.value[valueLength] = 0;
-      ++index;
-      inName = true;
-      nameLength = valueLength = 0;
+      more = true;
+      ++i;
+      break;
     } else {
-      AppendByte(entry.value, sizeof entry.value, &valueLength, c);
+      AppendByte(entry->value, sizeof entry->value, &valueLength, c);
     }
   }
-  entries[index].name[nameLength] = 0;
-  entries[index].value[valueLength] = 0;
-  return index + 1;
+  entry->name[nameLength] = 0;
+  entry->value[valueLength] = 0;
+  *pos = i;
+  return more;
+}
+
+int parse_entries(FormEntry* entries, const char* body, int32_t length) {
+  int32_t pos = 0;
+  int count = 0;
+  while (NextFormEntry(body, length, &pos, &entries[count++])) {
+  }
+  return count;
 }
 
 void decode(char* text) {
@@ -148,5 +155,5 @@ void decode(char* text) {
 
 int32_t BodyLengthFromText(const char* contentLength) {
   int32_t length = Atoi32(contentLength);
-  return length > 0 ? length : 0;
+  return length > 0 && length <= kMaxBodyLength ? length : 0;
 }

@@ -15,12 +15,6 @@ namespace {
 // values (base).  A 100-byte word would have cut most values short.
 constexpr size_t kParamWordSize = sizeof(FormEntry::name) + 1 + sizeof(FormEntry::value);
 
-size_t CountAmpersands(const char* text) {
-  size_t count = 0;
-  for (; *text; ++text) count += *text == '&';
-  return count;
-}
-
 // Allocates or ends the run: a request whose body cannot be held gets no page.
 void* AllocateOrExit(size_t count, size_t size) {
   void* memory = calloc(count, size);
@@ -34,18 +28,20 @@ void ApplyPostedForm(FILE* stream, int32_t bodyLength, StatsFields* settings, Cg
   if (bodyLength < 0) bodyLength = 0;
   char* body = static_cast<char*>(AllocateOrExit(static_cast<size_t>(bodyLength) + 1, 1));
   int32_t bytesRead = get_query(stream, bodyLength, body);
-  // parse_entries never makes more entries than 1 + the '&' before the first NUL.
-  size_t entryCount = 1 + CountAmpersands(body);
-  auto* entries = static_cast<FormEntry*>(AllocateOrExit(entryCount, sizeof(FormEntry)));
-  int parsed = parse_entries(entries, body, bytesRead);
+  // One entry's storage serves every field in turn, so a body of many
+  // small fields costs no more memory than its own bytes.
+  auto* entry = static_cast<FormEntry*>(AllocateOrExit(1, sizeof(FormEntry)));
   char* word = static_cast<char*>(AllocateOrExit(kParamWordSize, 1));
-  for (int i = 0; i < parsed; ++i) {
-    decode(entries[i].name);
-    decode(entries[i].value);
-    snprintf(word, kParamWordSize, "%s=%s", entries[i].name, entries[i].value);
+  int32_t pos = 0;
+  bool more;
+  do {
+    more = NextFormEntry(body, bytesRead, &pos, entry);
+    decode(entry->name);
+    decode(entry->value);
+    snprintf(word, kParamWordSize, "%s=%s", entry->name, entry->value);
     CompareParam(word, settings, env, "form", kSourceForm);
-  }
+  } while (more);
   free(word);
-  free(entries);
+  free(entry);
   free(body);
 }

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "base/regular_file.h"
 #include "base/time32.h"
 #include "cgi/cgi_env.h"
 #include "driver/driver.h"
@@ -194,9 +195,16 @@ void LogError(const StatsFields* settings, const char* message) {
   char stamp[100] = "";
   struct tm now;
   if (ll::Localtime32(ll::Time32Now(), &now)) strftime(stamp, sizeof stamp, "%d/%b/%Y:%H:%M:%S", &now);
-  FILE* log = fopen(settings->errorLog.c_str(), "a");
+  FILE* log = ll::OpenRegularFile(settings->errorLog.c_str(), "a");
   if (!log) return;
-  fprintf(log, "[%s] %s\n", stamp, message);
+  fprintf(log, "[%s] ", stamp);
+  // Values in messages come from the request (user name, client host); a
+  // control byte among them could forge or break lines of the log.
+  for (const char* p = message ? message : ""; *p; ++p) {
+    const unsigned char c = static_cast<unsigned char>(*p);
+    putc(c < 0x20 || c == 0x7F ? '?' : c, log);
+  }
+  putc('\n', log);
   fclose(log);
 }
 

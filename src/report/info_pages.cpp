@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "base/regular_file.h"
 #include "cgi/cgi_env.h"
 #include "report/product.h"
 #include "settings/stats_fields.h"
@@ -148,7 +149,7 @@ void RemoteDebug(const StatsFields* settings, const CgiEnv* /*env*/) {
     return;
   }
   printf("Configuration filename=%s<p>\n", settings->configFile.c_str());
-  FILE* file = fopen(settings->configFile.c_str(), "rb");
+  FILE* file = ll::OpenRegularFile(settings->configFile.c_str(), "rb");
   if (!file) {
     fputs("Error! Could not open the configuration file!<p>\n", stdout);
     return;

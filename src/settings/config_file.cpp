@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/regular_file.h"
 #include "cgi/cgi_env.h"
 #include "report/errors.h"
 #include "report/frame.h"
@@ -142,8 +143,8 @@ void ApplyGlobalKey(const char* key, const GlobalLine& line) {
 }
 
 FILE* OpenConfigFile(const StatsFields* settings) {
-  FILE* file = fopen(settings->configFile.c_str(), "rb");
-  return file ? file : fopen(kFallbackName, "rb");
+  FILE* file = ll::OpenRegularFile(settings->configFile.c_str(), "rb");
+  return file ? file : ll::OpenRegularFile(kFallbackName, "rb");
 }
 
 // Handles one line of the file; returns true when it was a matching account line.

@@ -30,6 +30,7 @@ struct ParamWord {
   size_t fullValueLength;  // length before the cut, for limits such as base's
   bool fromForm;           // source name "form"
   bool fromIni;            // source name "ini"
+  bool fromWebRequest;     // "form" while the program runs under a web server
   int32_t rank;
 };
 
@@ -111,6 +112,16 @@ void SetAuthText(const ParamWord& w, StatsFields* s) {
   if (w.fromIni || (s->*Field).empty()) (s->*Field).set(w.value);
 }
 
+// A file name that a web request gives (config, summary) is taken only when
+// it names a file in the working folder (config) or the logs folder
+// (summary): no '/' and no leading '.'.  Otherwise the word is ignored.
+// The configuration file and a shell run may name any path.
+template <auto Field>
+void SetRequestFileName(const ParamWord& w, StatsFields* s) {
+  if (w.fromWebRequest && (strchr(w.value, '/') || w.value[0] == '.')) return;
+  (s->*Field).set(w.value);
+}
+
 // The request's and the account's find are kept apart; CheckParams joins them.
 void SetFind(const ParamWord& w, StatsFields* s) {
   if (w.fromForm) {
@@ -166,14 +177,14 @@ void SetSmartMemoryDisabled(const ParamWord& w, StatsFields* s) {
 
 // Matching order matters only for "password", whose two rows differ by source.
 const Keyword kKeywords[] = {
-    {"config", Source::kFormOnly, SetText<&StatsFields::configFile>},
+    {"config", Source::kFormOnly, SetRequestFileName<&StatsFields::configFile>},
     {"password", Source::kIniOnly, SetText<&StatsFields::accountPassword>},
     {"AccessLog", Source::kIniOnly, SetText<&StatsFields::accessLog>},
     {"logs", Source::kIniOnly, SetText<&StatsFields::logs>},
     {"authrealm", Source::kAny, SetAuthText<&StatsFields::authRealm>},
     {"authuser", Source::kAny, SetAuthText<&StatsFields::authUser>},
     {"showquery", Source::kAny, SetNumber<&StatsFields::showQuery>},
-    {"summary", Source::kAny, SetText<&StatsFields::summary>},
+    {"summary", Source::kAny, SetRequestFileName<&StatsFields::summary>},
     {"username", Source::kFormOnly, SetText<&StatsFields::username>},
     {"password", Source::kFormOnly, SetText<&StatsFields::password>},
     {"find", Source::kAny, SetFind},
@@ -245,13 +256,14 @@ bool SourceAllows(Source rule, const ParamWord& w) {
 
 }  // namespace
 
-void CompareParam(const char* word, StatsFields* settings, CgiEnv* /*env*/,
+void CompareParam(const char* word, StatsFields* settings, CgiEnv* env,
                   const char* sourceName, int32_t rank) {
   if (!word || !settings) return;
   ParamWord w;
   SplitWord(word, &w);
   w.fromForm = sourceName && strcasecmp(sourceName, "form") == 0;
   w.fromIni = sourceName && strcasecmp(sourceName, "ini") == 0;
+  w.fromWebRequest = w.fromForm && env && !env->commandLine;
   w.rank = rank;
   for (const Keyword& keyword : kKeywords) {
     if (strcasecmp(w.name, keyword.name) == 0 && SourceAllows(keyword.source, w)) {

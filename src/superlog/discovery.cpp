@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "base/fixed_text.h"
+#include "base/regular_file.h"
 #include "report/product.h"
 #include "settings/stats_fields.h"
 #include "superlog/superlog_state.h"
@@ -18,16 +19,15 @@
 namespace {
 
 constexpr size_t kPathSize = 260;
-constexpr size_t kTailStretch = 2000;
 
 bool StartsWith(const char* text, const char* prefix) {
   return strncmp(text, prefix, strlen(prefix)) == 0;
 }
 
-// dst = a followed by b, cut at the path width.
-void JoinPath(char* dst, const char* a, const char* b) {
+// dst = a followed by b, cut at the path width.  Returns false when it was cut.
+bool JoinPath(char* dst, const char* a, const char* b) {
   ll::CopyText(dst, kPathSize, a);
-  ll::AppendText(dst, kPathSize, b);
+  return ll::AppendText(dst, kPathSize, b) == strlen(a) + strlen(b);
 }
 
 void FillFindData(const char* path, FindData* data) {
@@ -48,16 +48,20 @@ LogSummaryItem* FindLogByName(const char* name) {
 
 bool IsDotEntry(const char* name) { return !name[0] || !strcmp(name, ".") || !strcmp(name, ".."); }
 
-// Sets the scratch record for a file found in dir.
-void PrepareFoundItem(const char* dir, const FindData& found) {
+// Sets the scratch record for a file found in dir.  Returns false when its
+// path does not fit the record and was cut.
+bool PrepareFoundItem(const char* dir, const FindData& found) {
   LogSummaryItem& item = mState.mLogSummaryItem;
-  JoinPath(item.name, dir, found.name);
+  const bool fits = JoinPath(item.name, dir, found.name);
   item.size = found.size;
   item.start = item.end = 0;
   item.state = kSummarySeenOnDisk;
   item.next = nullptr;
   mState.mCurFileSize = found.size;
+  return fits;
 }
+
+void PrintCouldNotOpen(const char* path) { printf("ERROR: couldn't open log file %s.<p>\n", path); }
 
 // Lists the files of one pattern.  With trustSummary, a file whose size
 // the summary already knows keeps its summary dates and is not opened.
@@ -69,13 +73,20 @@ bool SearchLogs(const char* pattern, const char* dir, bool trustSummary) {
   if (handle == -1) return false;
   do {
     if (IsDotEntry(found.name)) continue;
-    PrepareFoundItem(dir, found);
+    const bool fits = PrepareFoundItem(dir, found);
     LogSummaryItem* known = FindLogByName(mState.mLogSummaryItem.name);
-    if (trustSummary && known && known->size == found.size) {
+    if (fits && trustSummary && known && known->size == found.size) {
       known->state = kSummarySeenOnDisk;
       continue;
     }
-    GetLogFileDateRange();
+    if (fits) {
+      GetLogFileDateRange();
+    } else {
+      // The cut name may well name another file: it is never opened, and is
+      // listed with no dates like any log that cannot be opened.
+      ResetFormatRecognition();
+      PrintCouldNotOpen(mState.mLogSummaryItem.name);
+    }
     LogsListAppend();
     changed = true;
   } while (_findnext(handle, &found) == 0);
@@ -104,34 +115,6 @@ bool RemoveVanishedLogs() {
 ll::time32_t DateOfLine() {
   const ll::time32_t t = GuessDateTimeFromLine();
   return t == -1 ? 0 : t;
-}
-
-// The last dated line of the file, searched in 2000-byte stretches moving
-// back from the end.  Each stretch starts after the line end that follows
-// its first byte and takes every line that begins inside it.
-ll::time32_t LastDateOfFile(FILE* f, uint64_t size) {
-  SuperLogState& s = mState;
-  ll::time32_t last = 0;
-  uint64_t pos = size;
-  while (pos > 0 && last == 0) {
-    const uint64_t off = pos >= kTailStretch ? pos - kTailStretch : 0;
-    const uint64_t limit = pos - 1;
-    if (fseeko(f, static_cast<off_t>(off), SEEK_SET) != 0) break;
-    ReadRestOfLine();
-    if (!feof(f)) {
-      for (;;) {
-        const off_t before = ftello(f);
-        if (before < 0 || static_cast<uint64_t>(before) > limit) break;
-        ReadLine();
-        if (s.mLineLen == 0) break;
-        if (s.mLineBuf[0] == '#' || (s.mLineBuf[0] == '!' && s.mLineBuf[1] == '!')) continue;
-        const ll::time32_t t = DateOfLine();
-        if (t) last = t;
-      }
-    }
-    pos = off;
-  }
-  return last;
 }
 
 void PrintUserAndGroup(const char* userLabel, uid_t uid, const char* groupLabel, gid_t gid) {
@@ -194,7 +177,7 @@ bool OpenIfInRange(LogSummaryItem* e) {
   }
   if (debug) printf("<td align=center>YES</td><td>\n");
   s.mLogsInReportRange = 1;
-  s.mhFile = fopen(e->name, "rb");
+  s.mhFile = ll::OpenRegularFile(e->name, "rb");
   if (!s.mhFile) return false;
   // The reader fetches large chunks itself; stdio's buffer would only copy.
   setvbuf(s.mhFile, nullptr, _IONBF, 0);
@@ -307,9 +290,9 @@ void GetLogFileDateRange() {
   SuperLogState& s = mState;
   LogSummaryItem& item = s.mLogSummaryItem;
   ResetFormatRecognition();
-  FILE* f = fopen(item.name, "rb");
+  FILE* f = ll::OpenRegularFile(item.name, "rb");
   if (!f) {
-    printf("ERROR: couldn't open log file %s.<p>\n", item.name);
+    PrintCouldNotOpen(item.name);
     return;
   }
   FILE* saved = s.mhFile;
@@ -322,7 +305,7 @@ void GetLogFileDateRange() {
     if (item.start) break;
   }
   if (item.start) {
-    item.end = LastDateOfFile(f, s.mCurFileSize);
+    item.end = LastDateOfFile(fileno(f), s.mCurFileSize);
     if (!item.end) item.end = item.start;
   }
   fclose(f);
@@ -357,7 +340,7 @@ static void ParseSummaryRecord(const char* line) {
 // nothing; a file of another version is read no further.
 void ReadSummaryFile() {
   SuperLogState& s = mState;
-  FILE* f = fopen(s.mSummaryFilename, "rb");
+  FILE* f = ll::OpenRegularFile(s.mSummaryFilename, "rb");
   if (!f) return;
   FILE* saved = s.mhFile;
   s.mhFile = f;

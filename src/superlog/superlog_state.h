@@ -194,3 +194,9 @@ void CreateDefaultSummaryName(char* dst, const char* logsPattern);
 void MakeDirWithSlash(char* dst, const char* pattern);
 // Frees every entry of the list of logs.
 void FreeLogsList();
+
+// --- tail_scan.cpp
+// The time of the last dated line of the open file fd of the given size,
+// searched back from its end; 0 when none is found.  Reads through its own
+// window with pread; uses the line buffer and the date guesser.
+ll::time32_t LastDateOfFile(int fd, uint64_t size);

@@ -143,10 +143,11 @@ TEST_F(AuthTest, OnlyTheFirstLineOfAUserCounts) {
   EXPECT_EQ(Verify("ann", "second"), 0);
 }
 
-TEST_F(AuthTest, LongLinesAreReadInPiecesOfTheBufferSize) {
-  // 243 characters fill the first piece; the rest reads as a line of its own.
-  Passwords(std::string(243, 'z') + "ann:pw\n");
-  EXPECT_EQ(Verify("ann", "pw"), 1);
+TEST_F(AuthTest, LongLinesKeepOnlyTheirFirst243Characters) {
+  // The rest of a long line is never read as a line of its own.
+  Passwords(std::string(243, 'z') + "ann:pw\nbob:x\n");
+  EXPECT_EQ(Verify("ann", "pw"), 0);
+  EXPECT_EQ(Verify("bob", "x"), 1);
 }
 
 TEST_F(AuthTest, AccountPasswordDecidesBeforeThePasswordsFile) {

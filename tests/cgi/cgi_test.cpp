@@ -115,7 +115,9 @@ TEST(BodyLength, NegativeOrNonNumericMeansNoBody) {
   EXPECT_EQ(BodyLengthFromText("-5"), 0);
   EXPECT_EQ(BodyLengthFromText("42"), 42);
   EXPECT_EQ(BodyLengthFromText(" 17xyz"), 17);
-  EXPECT_EQ(BodyLengthFromText("99999999999999999999"), 2147483647);
+  EXPECT_EQ(BodyLengthFromText("65536"), 65536);
+  EXPECT_EQ(BodyLengthFromText("65537"), 0);  // too long for a form: no body
+  EXPECT_EQ(BodyLengthFromText("99999999999999999999"), 0);
   EXPECT_EQ(BodyLengthFromText(nullptr), 0);
 }
 

@@ -1,0 +1,235 @@
+// What a hostile request or a hostile file in the site's folders can make
+// the whole program do: choose the files it reads, hang it, flood its
+// memory, forge error-log lines; and the headers every CGI page carries.
+// The runs that used to hang are guarded by the test's CTest TIMEOUT.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "driver/run_in_child.h"
+#include "driver/web_fuzz_inputs.h"
+#include "support/test_support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing_support::FileExists;
+using testing_support::ReadFile;
+using testing_support::RunLoglantern;
+using testing_support::RunResult;
+using testing_support::TempDir;
+using testing_support::WriteFile;
+using Env = std::map<std::string, std::string>;
+
+const std::string kHeader =
+    "Content-type: text/html\n"
+    "Content-Security-Policy: default-src 'none'; img-src 'self'; style-src 'self'; "
+    "form-action 'self'; base-uri 'self'; frame-ancestors 'none'; sandbox allow-forms "
+    "allow-same-origin allow-popups allow-popups-to-escape-sandbox\n"
+    "X-Content-Type-Options: nosniff\nReferrer-Policy: no-referrer\n\n";
+const std::string kLogLine = "1.2.3.4 - - [01/Jan/2000:10:00:00 +0000] \"GET /a.html HTTP/1.0\" 200 10\n";
+const std::string kReport = "username=ann&date=01012000%2C01022000";
+
+bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+class RequestLimits : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fs::create_directory(dir.file("logs"));
+    WriteFile(dir.file("logs/access.log"), kLogLine);
+  }
+  RunResult Post(const std::string& body, Env env = {}) {
+    env.emplace("REQUEST_METHOD", "POST");
+    env.emplace("CONTENT_LENGTH", std::to_string(body.size()));
+    return RunLoglantern({}, env, body, dir.path());
+  }
+  RunResult Shell(const std::vector<std::string>& words) { return RunLoglantern(words, {}, "", dir.path()); }
+  // An account over logs/*.log, with extra configuration lines and items.
+  void Config(const std::string& globals, const std::string& items = "") {
+    WriteFile(dir.file("loglantern.conf"), globals + "user=ann;password=*;url=http://h;logs=" + dir.file("logs") +
+                                               "/*.log" + items + "\n");
+  }
+  void Fifo(const std::string& name) { ASSERT_EQ(mkfifo(dir.file(name).c_str(), 0600), 0); }
+
+  TempDir dir;
+};
+
+// A web request may name a configuration or summary file only in the
+// program's folder and the logs folder; the files and a shell run may name any.
+TEST_F(RequestLimits, WebRequestNamesFilesOnlyInTheirOwnFolder) {
+  WriteFile(dir.file("other.conf"), "RemoteDebugEnabled=1\n");
+  fs::create_directory(dir.file("sub"));
+  WriteFile(dir.file("sub/other.conf"), "RemoteDebugEnabled=1\nuser=ann;password=*\n");
+  WriteFile(dir.file("loglantern.conf"), "RemoteDebugEnabled=1\n");
+  const struct {
+    std::string body;  // posted with the query string remotedebug
+    std::string shown;
+  } cases[] = {
+      {"config=other.conf", "other.conf"},
+      {"config=ot=her.conf", "other.conf"},  // the extra '=' goes first
+      {"config=sub%2Fother.conf", "loglantern.conf"},
+      {"config=" + dir.file("other.conf"), "loglantern.conf"},
+      {"config=..%2F" + fs::path(dir.path()).filename().string() + "%2Fother.conf", "loglantern.conf"},
+      {"config=.other.conf", "loglantern.conf"},
+      {"config==/dev/stdin", "loglantern.conf"},
+      {"config=%2Fdev%2Fstdin", "loglantern.conf"},
+  };
+  for (const auto& c : cases) {
+    const RunResult r = Post(c.body, {{"QUERY_STRING", "remotedebug"}});
+    EXPECT_TRUE(Contains(r.out, "Configuration filename=" + c.shown + "<p>")) << c.body << "\n" << r.out;
+  }
+  // Argument words of a CGI run obey the same rule; a shell run does not.
+  EXPECT_TRUE(Contains(RunLoglantern({"config=sub/other.conf"}, {{"QUERY_STRING", "remotedebug"}}, "", dir.path()).out,
+                       "Configuration filename=loglantern.conf<p>"));
+  EXPECT_TRUE(Contains(Shell({"config=sub/other.conf", "username=ann"}).out, "Error #4:"));  // its account
+
+  // summary: from the form only inside the logs folder; from the account anywhere.
+  fs::create_directory(dir.file("elsewhere"));
+  Config("");
+  Post(kReport + "&summary=..%2Felsewhere%2Fform");
+  EXPECT_FALSE(FileExists(dir.file("elsewhere/form.LGS")));
+  EXPECT_TRUE(FileExists(dir.file("logs/s_log.LGS")));
+  Config("", ";summary=../elsewhere/account");
+  Post(kReport);
+  EXPECT_TRUE(FileExists(dir.file("elsewhere/account.LGS")));
+}
+
+// Devices, FIFOs and folders where a file is expected behave as files that
+// cannot be opened, and never block.  Each of these used to hang the run.
+TEST_F(RequestLimits, OnlyRegularFilesAreOpened) {
+  ASSERT_EQ(symlink("/dev/zero", dir.file("zero").c_str()), 0);
+  Fifo("fifo");
+  const std::string couldNot = "ERROR: couldn't open log file " + dir.file("logs/");
+  const struct {
+    std::string globals, items;
+    std::vector<std::string> words;  // shell words besides the report's
+    std::string setUp;               // a special file to plant in logs/
+    std::string expected;
+  } cases[] = {
+      // A configuration that cannot be opened falls back to loglantern.conf.
+      {"", "", {"config=/dev/zero"}, "", "HTTP Requests:"},
+      {"", "", {"config=fifo"}, "", "HTTP Requests:"},
+      {"", "", {"config=logs"}, "", "HTTP Requests:"},
+      {"UserPasswords=" + dir.file("zero") + "\n", ";password=", {}, "", "Error #10:"},
+      {"UserPasswords=" + dir.file("fifo") + "\n", ";password=", {}, "", "Error #10:"},
+      {"ErrorLog=" + dir.file("fifo") + "\n", "", {"username=bob"}, "", "Error #2:"},
+      {"Networks=" + dir.file("zero") + "\n", ";domaintypes=1", {}, "", "Types Of Domains"},
+      {"", "", {}, "fifo.log", couldNot + "fifo.log.<p>"},
+      {"", "", {}, "zero.log", couldNot + "zero.log.<p>"},
+      {"", "", {}, "folder.log", couldNot + "folder.log.<p>"},
+      {"", ";summary=zero", {}, "zero.LGS", "HTTP Requests:"},
+  };
+  for (const auto& c : cases) {
+    Config(c.globals, c.items);
+    fs::remove_all(dir.file("logs"));
+    fs::create_directory(dir.file("logs"));
+    WriteFile(dir.file("logs/access.log"), kLogLine);
+    const std::string planted = dir.file("logs/" + c.setUp);
+    if (c.setUp == "fifo.log") {
+      ASSERT_EQ(mkfifo(planted.c_str(), 0600), 0);
+    }
+    if (c.setUp.rfind("zero", 0) == 0) {
+      ASSERT_EQ(symlink("/dev/zero", planted.c_str()), 0);
+    }
+    if (c.setUp == "folder.log") fs::create_directory(planted);
+    std::vector<std::string> words = {"username=ann", "date=01012000,01022000"};
+    words.insert(words.end(), c.words.begin(), c.words.end());
+    const RunResult r = Shell(words);
+    EXPECT_EQ(r.exitStatus, 0);
+    EXPECT_TRUE(Contains(r.out, c.expected)) << c.globals << c.items << c.setUp << "\n" << r.out.substr(0, 3000);
+  }
+  // The remote-debugging display of a configuration that is a device.
+  Config("RemoteDebugEnabled=1\n");
+  const RunResult r = Post("config=zero", {{"QUERY_STRING", "remotedebug"}});
+  EXPECT_TRUE(Contains(r.out, "Configuration filename=zero<p>\nError! Could not open the configuration file!"));
+}
+
+// The body is read only up to 64 KiB, and its fields one at a time.
+TEST_F(RequestLimits, LongBodiesAreRefusedOrCheap) {
+  WriteFile(dir.file("loglantern.conf"), "user=ann;password=*\n");
+  std::string flood;
+  while (flood.size() < 65536 - 12) flood += "&=";
+  const RunResult refused = Post(flood + "&username=bo");
+  EXPECT_TRUE(Contains(refused.out, "Error #2:"));
+  struct rusage usage;
+  getrusage(RUSAGE_CHILDREN, &usage);
+  EXPECT_LT(usage.ru_maxrss, 16 * 1024) << "kB at the peak";
+
+  std::string padded = "username=ann&pad=";
+  const struct {
+    size_t length;
+    std::string expected;
+  } cases[] = {{65536, "Error #4:"}, {65537, "Error #2:"}};  // no url; no body, no account
+  for (const auto& c : cases) {
+    padded.resize(c.length, 'x');
+    EXPECT_TRUE(Contains(Post(padded).out, c.expected)) << c.length;
+  }
+}
+
+// Every page of a CGI run starts with the same protective headers.
+TEST_F(RequestLimits, EveryCgiPageCarriesTheHeaders) {
+  Config("RemoteDebugEnabled=1\n");
+  const Env requests[] = {
+      {{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", "about"}},
+      {{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", "credits"}},
+      {{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", "remotedebug"}},
+      {{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", "x"}},
+      {{"REQUEST_METHOD", "POST"}, {"CONTENT_LENGTH", std::to_string(kReport.size())}},
+  };
+  for (const Env& env : requests) {
+    const std::string out = RunLoglantern({}, env, kReport, dir.path()).out;
+    EXPECT_EQ(out.substr(0, kHeader.size() + 6), kHeader + "<html>") << env.at("REQUEST_METHOD");
+  }
+}
+
+// Control bytes of request values cannot forge or break error-log lines.
+TEST_F(RequestLimits, ErrorLogLinesCannotBeForged) {
+  Config("ErrorLog=errors.log\n");
+  for (const char* code : {"%0A", "%0D", "%1B", "%7F", "%09"}) {
+    fs::remove(dir.file("errors.log"));
+    Post(std::string("username=bob") + code + "[01/Jan/2000:00:00:00]+forged", {{"REMOTE_HOST", "h\nx"}});
+    const std::string log = ReadFile(dir.file("errors.log"));
+    EXPECT_TRUE(Contains(log, "from 'h?x' with username='bob?[01/Jan/2000:00:00:00] forged'\n")) << code << log;
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << code;
+  }
+}
+
+// The kept inputs of this surface's fuzz targets, replayed in a scratch
+// working folder; a whole request runs in a child, as it ends the process.
+TEST(WebFuzzCorpus, KeptInputsStillPass) {
+  using Entry = std::string (*)(const unsigned char*, size_t);
+  const std::pair<const char*, Entry> targets[] = {{"passwords", web_fuzz_inputs::RunPasswords},
+                                                   {"search_phrase", web_fuzz_inputs::RunSearchPhrase},
+                                                   {"networks", web_fuzz_inputs::RunNetworks},
+                                                   {"cgi_request", nullptr}};
+  TempDir dir;
+  const fs::path saved = fs::current_path();
+  fs::current_path(dir.path());
+  for (const auto& [name, entry] : targets) {
+    for (const auto& file : fs::directory_iterator(testing_support::SourceDir() + "/tests/corpus/" + name)) {
+      const std::string input = ReadFile(file.path().string());
+      const auto* bytes = reinterpret_cast<const unsigned char*>(input.data());
+      if (entry) {
+        EXPECT_EQ(entry(bytes, input.size()), "") << file.path();
+        continue;
+      }
+      const auto page = front_test::RunInChild([&] {
+        web_fuzz_inputs::PrepareRequest(bytes, input.size());
+        char program[] = "loglantern";
+        char* argv[] = {program, nullptr};
+        LoglanternMain(1, argv);
+      });
+      EXPECT_EQ(web_fuzz_inputs::CheckPage(page.out), "") << file.path();
+    }
+  }
+  fs::current_path(saved);
+}
+
+}  // namespace

@@ -1,0 +1,148 @@
+// Entry points of the fuzz targets for what a web client or a site's files
+// feed the program: a whole CGI request, the passwords file with the
+// internal-address list, search phrases in referrers, the Networks file.
+// The fuzzers and the unit test that replays the kept corpora both call
+// them.  Each returns a description of a broken invariant, or "".
+//
+// Every file lives in the scratch folder that the caller made the working
+// folder, and the fuzzed texts lose their '/' bytes there, so that no input
+// can read or write outside it.
+#pragma once
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "access/auth.h"
+#include "analysis/analysis.h"
+#include "analysis/dns_cache.h"
+#include "analysis/filters.h"
+#include "analysis/search_phrases.h"
+#include "base/globals.h"
+#include "cgi/cgi_env.h"
+#include "driver/driver.h"
+#include "report/frame.h"
+#include "settings/config_file.h"
+#include "settings/stats_fields.h"
+#include "superlog/superlog.h"
+
+namespace web_fuzz_inputs {
+
+// The input cut at "\n--\n" into at most n parts (missing parts are empty).
+inline std::vector<std::string> Parts(const unsigned char* data, size_t size, size_t n) {
+  std::string text(reinterpret_cast<const char*>(data), size);
+  std::vector<std::string> parts;
+  size_t start = 0;
+  while (parts.size() + 1 < n) {
+    const size_t end = text.find("\n--\n", start);
+    if (end == std::string::npos) break;
+    parts.push_back(text.substr(start, end - start));
+    start = end + 4;
+  }
+  parts.push_back(text.substr(std::min(start, text.size())));
+  parts.resize(n);
+  return parts;
+}
+
+inline std::string Local(std::string text) {
+  std::replace(text.begin(), text.end(), '/', '_');
+  return text;
+}
+
+inline void Write(const char* name, const std::string& text) {
+  if (FILE* f = fopen(name, "wb")) {
+    fwrite(text.data(), 1, text.size(), f);
+    fclose(f);
+  }
+}
+
+inline std::string ReadAll(const char* name) {
+  std::string text;
+  if (FILE* f = fopen(name, "rb")) {
+    char buf[65536];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof buf, f)) > 0) text.append(buf, n);
+    fclose(f);
+  }
+  return text;
+}
+
+// A client address that names no host to look up (no name service here).
+inline std::string NoLookup(std::string host) { return IsIpAddr(host.c_str()) ? "h" + host : host; }
+
+// Parts: the query string, the client's address, the body, the
+// configuration file.  Sets up the process for one POST; the caller runs
+// LoglanternMain with its standard output in a file and passes the page
+// to CheckPage.
+inline void PrepareRequest(const unsigned char* data, size_t size) {
+  const std::vector<std::string> p = Parts(data, size, 4);
+  Write("loglantern.conf", Local(p[3]));
+  Write("body", p[2]);
+  for (const char* name : {"QUERY_STRING", "REMOTE_ADDR", "REMOTE_HOST", "CONTENT_LENGTH", "REQUEST_METHOD"}) {
+    unsetenv(name);
+  }
+  setenv("REQUEST_METHOD", "POST", 1);  // always a CGI run
+  setenv("QUERY_STRING", p[0].c_str(), 1);
+  setenv("REMOTE_HOST", NoLookup(p[1]).c_str(), 1);
+  setenv("REMOTE_ADDR", p[1].c_str(), 1);
+  setenv("CONTENT_LENGTH", std::to_string(p[2].size()).c_str(), 1);
+  if (!freopen("body", "rb", stdin)) abort();
+  ResetGlobalsForTesting();
+  ResetExtraTextRanksForTesting();
+  ResetConfigReaderForTesting();
+  SuperLog_ResetForTesting();
+  AnalysisResetForTesting();
+}
+
+inline std::string CheckPage(const std::string& page) {
+  if (page.rfind("Content-type: text/html\nContent-Security-Policy: ", 0) != 0) return "a page without its headers";
+  if (page.find("\n\n") == std::string::npos) return "headers without their end";
+  return "";
+}
+
+// Parts: user name, internal-address list, client address, passwords file.
+inline std::string RunPasswords(const unsigned char* data, size_t size) {
+  const std::vector<std::string> p = Parts(data, size, 4);
+  StatsFields settings;
+  CgiEnv env;
+  initialize(&settings, &env);
+  settings.username.set(p[0].c_str());
+  settings.password.set("secret");
+  settings.internalIp.set(p[1].c_str());
+  settings.userPasswords.set("passwords");
+  Write("passwords", p[3]);
+  const std::string host = NoLookup(p[2]);
+  const int local = LocalIP(&settings, host.c_str(), p[2].c_str());
+  const int verified = VerifyPassword(&settings, &env);
+  EndLoglanternCleanup(&settings);
+  if ((local != 0 && local != 1) || (verified != 0 && verified != 1)) return "an answer other than 0 or 1";
+  return "";
+}
+
+// The input is a referrer.
+inline std::string RunSearchPhrase(const unsigned char* data, size_t size) {
+  const std::string referrer(reinterpret_cast<const char*>(data), size);
+  char work[244];
+  const int engine = ExtractSearchPhrase(referrer.c_str(), work);
+  if (engine < -1 || engine >= kSearchEngineCount) return "an engine index out of range";
+  if (engine >= 0 && strnlen(work, sizeof work) >= sizeof work) return "a phrase past its buffer";
+  return "";
+}
+
+// The first line is the item; the rest is the Networks file.
+inline std::string RunNetworks(const unsigned char* data, size_t size) {
+  const std::vector<std::string> p = Parts(data, size, 2);
+  char item[244];
+  snprintf(item, sizeof item, "%s", p[0].c_str());
+  Write("networks", p[1]);
+  ResolveItem(item, "networks");
+  if (strnlen(item, sizeof item) >= sizeof item) return "an item past its buffer";
+  return "";
+}
+
+}  // namespace web_fuzz_inputs
