@@ -420,6 +420,7 @@ describe('manual', () => {
       '/Loglantern/manual/errors.html': Array.from({ length: 11 }, (_, i) => `error${i + 1}`),
       '/Loglantern/manual/configuration.html': ['logs', 'accounts', 'LoglanternPath'],
       '/Loglantern/manual/form.html': ['sections'],
+      '/Loglantern/manual/security.html': ['operator'],
     };
     for (const [page, ids] of Object.entries(pages)) {
       const res = await fetch(`${base}${page}`);
