@@ -265,18 +265,23 @@ void CountBrowser(const char* agent) {
 }
 
 // Domains count the host's domain (or network for an address); domain types
-// count what is left after the last dot, "UNKNOWN" for an address.  Both cut
-// a copy of the host, so a resolved name of any length is safe to cut.
+// count what is left after the last dot, "UNKNOWN" for an address.  An IPv6
+// address (the only host that keeps a ':') is counted whole as its own
+// domain, and as "UNKNOWN".  Both cut a copy of the host, so a resolved name
+// of any length is safe to cut.
 // CutDomain copies the host and, when domains are on, cuts the copy to the
 // domain and makes its key; it returns where the domain starts in hostWork.
 char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain) {
   ll::CopyText(mPass.hostWork, host);
   char* cut = mPass.hostWork;
   if (s->domains.show) {
-    if (IPaddress(cut))
+    if (strchr(cut, ':')) {
+      // an IPv6 address stays whole
+    } else if (IPaddress(cut)) {
       TruncateIP(cut);
-    else
+    } else {
       cut = TruncateLSD(cut);
+    }
     *domain = KeyFor(kDomainsList, cut, strlen(cut), false);
   }
   return cut;
@@ -290,8 +295,12 @@ void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut) {
   }
   if (s->domainTypes.show) {
     if (cut != mPass.hostWork) memmove(mPass.hostWork, cut, strlen(cut) + 1);
-    TruncateDomain(mPass.hostWork, 1);
-    checkIP(mPass.hostWork);
+    if (strchr(mPass.hostWork, ':')) {
+      ll::CopyText(mPass.hostWork, "UNKNOWN");
+    } else {
+      TruncateDomain(mPass.hostWork, 1);
+      checkIP(mPass.hostWork);
+    }
     AddItem(kDomainTypesList, mPass.hostWork, nullptr, false);
     ++mPass.results.domainTypeHits;
   }

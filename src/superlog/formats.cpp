@@ -331,11 +331,13 @@ void GrokWebStarLine() {
 }
 
 // "#Software:" lines that name a W3C server, and the "#Fields:" line that
-// follows them.
+// follows them. IIS 5 and later call themselves "...Information Services"
+// and write the same layout as IIS 4, so they share its field table.
 void GrokW3cLine() {
   SuperLogState& s = mState;
   const char* line = s.mLineBuf;
   if (StartsWith(line, "#Software: Microsoft Internet Information Server") ||
+      StartsWith(line, "#Software: Microsoft Internet Information Services") ||
       StartsWith(line, "#Software: Dolphin Speedstar")) {
     s.mCurLogFormat = kFormatW3cIis4;
     PrintLabel("W3C: IIS4<br>");

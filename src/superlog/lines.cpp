@@ -339,10 +339,23 @@ int32_t TranslateWebStarResultCode() {
   return 404;
 }
 
+// Cuts a ":port" off the client host.  A host with two or more ':' is an
+// IPv6 address and stays whole, except that "[addr]" and "[addr]:port" give
+// addr.
 void TrimPort(char* host) {
   if (!host) return;
   char* colon = strchr(host, ':');
-  if (colon) *colon = 0;
+  if (!colon) return;
+  if (!strchr(colon + 1, ':')) {
+    *colon = 0;
+    return;
+  }
+  char* close = host[0] == '[' ? strchr(host, ']') : nullptr;
+  if (close && (close[1] == 0 || close[1] == ':')) {
+    const size_t len = static_cast<size_t>(close - host - 1);
+    memmove(host, host + 1, len);
+    host[len] = 0;
+  }
 }
 
 void TrimTrailingDot(char* host) {

@@ -51,6 +51,7 @@ TEST_F(ReaderTest, TemplatesFromSeparatorCountsAndHeaderLines) {
        "cs(User-Agent) cs(Referer)\n",
        "S39hwm?xercaf", 4},
       {"#Software: Dolphin Speedstar 1.0\n#Fields: DATE C-IP\n", "S3h", 4},
+      {"#Software: Microsoft Internet Information Services 10.0\n#Fields: date s-sitename c-ip time-taken\n", "S3?h", 4},
       // Without a W3C "#Software:" line, upper-case WebSTAR names with case.
       {"#Fields: date time c-ip cs-uri-stem\n", "T", 2},
       {"#Fields: DATE TIME RESULT HOSTNAME URL BYTES_SENT\n", "T39rhxc", 2},

@@ -97,7 +97,7 @@ TEST_F(ReaderTest, EveryLogFormat) {
        "2001:41d0:8:f69::1 - - [10/Oct/1999:13:55:36 -0700] \"GET / HTTP/1.0\" 200 1\n"
        "a.. - - [10/Oct/1999:13:55:36 -0700] \"GET / HTTP/1.0\" 200 1\n"
        "#Software: Microsoft Internet Information Server 4.0\n#Fields: date cs-uri-stem\n1999-10-23 /w3c\n",
-       {"1.2.3.4 / 200 1 @1999-10-10 13:55:36", "2001 / 200 1 @1999-10-10 13:55:36",  // IPv6 falls apart
+       {"1.2.3.4 / 200 1 @1999-10-10 13:55:36", "2001:41d0:8:f69::1 / 200 1 @1999-10-10 13:55:36",
         "a. / 200 1 @1999-10-10 13:55:36", "() /w3c 0 0 @1999-10-23 00:00:00"}},
   };
   for (const FormatCase& c : cases) {
