@@ -23,16 +23,14 @@
 #include "analysis/dns_cache.h"
 #include "analysis/filters.h"
 #include "analysis/list.h"
+#include "analysis/pass_results.h"
 #include "analysis/search_phrases.h"
 #include "analysis/smart_memory.h"
 #include "analysis/wildmat.h"
 #include "base/fixed_text.h"
 #include "base/globals.h"
+#include "base/pass_writer.h"
 #include "base/time32.h"
-#include "cgi/cgi_env.h"
-#include "report/errors.h"
-#include "report/frame.h"
-#include "report/sections.h"
 #include "settings/check_params.h"
 #include "settings/stats_fields.h"
 #include "superlog/superlog.h"
@@ -177,28 +175,22 @@ bool AnySectionCounts(const StatsFields* s) {
          s->domainTypes.show || s->dailyTotals || s->hitsPerDayOfWeek || s->hitsPerHour;
 }
 
-void PrintDebugTableOpening() {
-  printf("<center><table border=1 cellspacing=0>\n");
-  printf("<tr><td colspan=6 align=center><font size=\"+1\"><b>Debugging "
-         "Information</b></font></td></tr>\n");
-}
-
-// Ends the run with error 11 when no log file matches the account's patterns.
-void SetUp(StatsFields* settings, CgiEnv* env) {
+// False when no log file matches the account's patterns.
+bool SetUp(StatsFields* settings) {
   mPass = AnalysisState{};
-  ReportStartTime = ll::Time32Now();
   ComputeRange(settings);
   SuperLog_Init(settings, mPass.results.rangeFirst, mPass.results.rangeLast);
-  if (!SuperLog_LogFilesFound()) ServerError(11, env, settings);
+  if (!SuperLog_LogFilesFound()) return false;
   InitLists(settings);
   CompleteFindPattern(settings);
   mPass.anySectionCounts = AnySectionCounts(settings);
   mPass.hostFilterOn = !settings->filterDomains.empty();
   mPass.fileTypeFilterOn = !settings->filterFileTypes.empty();
-  if (settings->debug) PrintDebugTableOpening();
+  if (settings->debug) PassOutput().OpenDebugTable();
   if (settings->dnsLookupEnabled)
     mPass.lookupMode =
         IpAddrsOnly(settings->filterDomains.c_str()) ? kLookupForDomains : kLookupEveryHit;
+  return true;
 }
 
 // ---- per hit ----
@@ -208,8 +200,7 @@ void SetUp(StatsFields* settings, CgiEnv* env) {
 void KeepAlive(const StatsFields* settings) {
   if (!settings->flushToServer) return;
   if (++mLineCounter > 1000) {
-    printf(" ");
-    fflush(nullptr);
+    PassOutput().KeepAlive();
     mLineCounter = 0;
   }
 }
@@ -454,21 +445,7 @@ void ReadAllLogs(const StatsFields* settings) {
   SuperLog_NextLogFile_Done();
 }
 
-// ---- output and clean-up ----
-
-void WriteReport(const StatsFields* settings) {
-  // With nothing ever reclaimed, the peak is simply what is in use now.
-  if (gSM_TotalBytesFreed == 0) gSM_MaximumBytesAllocated = gSM_CurrentBytesAllocated;
-  if (settings->debug) PrintMemoryRows(settings);
-  DisplayHeader(settings, static_cast<uint32_t>(mPass.totalHits), mPass.totalBytes.second,
-                mPass.totalBytes.first);
-  if (SuperLog_LogsInRange()) {
-    OutputJumpBar(settings);
-    PrintReportSections(settings, &mPass.results);
-  }
-  ll::time32_t elapsed = ll::Time32Now() - ReportStartTime;
-  PrintFooter(settings, elapsed);
-}
+// ---- clean-up ----
 
 void DestroyList(int index) {
   ItemList** head = ListHead(index);
@@ -491,14 +468,17 @@ void CleanUp() {
 
 }  // namespace
 
-void AnalyzeLogs(StatsFields* settings, CgiEnv* env) { do_bigass_analysis(settings, env); }
-
-void do_bigass_analysis(StatsFields* settings, CgiEnv* env) {
-  SetUp(settings, env);
+PassResults* RunAnalysisPass(StatsFields* settings) {
+  if (!SetUp(settings)) return nullptr;
   ReadAllLogs(settings);
-  WriteReport(settings);
-  CleanUp();
+  mPass.results.totalHits = mPass.totalHits;
+  mPass.results.totalBytes = mPass.totalBytes;
+  // With nothing ever reclaimed, the peak is simply what is in use now.
+  if (gSM_TotalBytesFreed == 0) gSM_MaximumBytesAllocated = gSM_CurrentBytesAllocated;
+  return &mPass.results;
 }
+
+void FreeAnalysisPass() { CleanUp(); }
 
 const PassResults& AnalysisLastResultsForTesting() { return mPass.results; }
 int32_t AnalysisLastTotalHitsForTesting() { return mPass.totalHits; }

@@ -1,20 +1,21 @@
-// The analysis pass: reads every hit of the report range and writes the report.
+// The analysis pass: reads every hit of the report range and counts it.
 #pragma once
 
 #include <cstdint>
 
 struct StatsFields;
-struct CgiEnv;
 struct PassResults;
 struct SuperLong;
 
-// Runs the whole report: finds the logs (error 11 when there are none),
-// counts every hit of the report range into the lists and tables, writes
-// the header block, the sections and the footer, and frees what it built.
-// settings->find may be completed with a trailing '*' (subdirs with
-// find_pattern).  Returns normally after the footer.
-void AnalyzeLogs(StatsFields* settings, CgiEnv* env);
-void do_bigass_analysis(StatsFields* settings, CgiEnv* env);
+// Finds the logs and counts every hit of the report range into the lists
+// and tables; what it writes while it reads goes to PassOutput().  Returns
+// the results, valid until FreeAnalysisPass, or null when no log file
+// matches the account's patterns.  settings->find may be completed with a
+// trailing '*' (subdirs with find_pattern).
+PassResults* RunAnalysisPass(StatsFields* settings);
+// Frees the lists, the lookup cache and the log reader of the last pass;
+// its counters stay readable for tests.
+void FreeAnalysisPass();
 
 // The counters of the last pass, kept after its lists were freed (the list
 // pointers are then null).  For tests.

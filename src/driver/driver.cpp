@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "access/auth.h"
-#include "analysis/analysis.h"
+#include "driver/analyze_logs.h"
 #include "cgi/cgi.h"
 #include "driver/driver.h"
 #include "report/errors.h"

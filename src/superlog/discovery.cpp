@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "base/fixed_text.h"
+#include "base/pass_writer.h"
 #include "base/regular_file.h"
 #include "report/product.h"
 #include "settings/stats_fields.h"
@@ -61,7 +62,7 @@ bool PrepareFoundItem(const char* dir, const FindData& found) {
   return fits;
 }
 
-void PrintCouldNotOpen(const char* path) { printf("ERROR: couldn't open log file %s.<p>\n", path); }
+void PrintCouldNotOpen(const char* path) { PassOutput().LogOpenError(path); }
 
 // Lists the files of one pattern.  With trustSummary, a file whose size
 // the summary already knows keeps its summary dates and is not opened.
@@ -119,32 +120,32 @@ ll::time32_t DateOfLine() {
 
 void PrintUserAndGroup(const char* userLabel, uid_t uid, const char* groupLabel, gid_t gid) {
   const struct passwd* pw = getpwuid(uid);
-  printf("<b>%s:</b> %s / ", userLabel, pw ? pw->pw_name : "unknown");
+  PassOutput().DebugText("<b>%s:</b> %s / ", userLabel, pw ? pw->pw_name : "unknown");
   const struct group* gr = getgrgid(gid);
-  printf("<b>%s:</b> %s<br>", groupLabel, gr ? gr->gr_name : "unknown");
+  PassOutput().DebugText("<b>%s:</b> %s<br>", groupLabel, gr ? gr->gr_name : "unknown");
 }
 
 // The first rows of the debugging table: who runs the program, the report
 // range, the patterns and the column heads of the file rows.
 void PrintDebugTableHead() {
   const SuperLogState& s = mState;
-  printf("<tr><td colspan=6>");
+  PassOutput().DebugText("<tr><td colspan=6>");
   PrintUserAndGroup("User", getuid(), "Group", getgid());
   if (geteuid() != getuid()) PrintUserAndGroup("Effective User", geteuid(), "Effective Group", getegid());
-  printf("<b>Range start:</b> %s<br>", ll::Ctime32(s.mAnalysisRangeFirst_t));
-  printf("<b>Range end:</b>   %s<br>", ll::Ctime32(s.mAnalysisRangeLast_t));
-  printf("<b>Log File Pattern:</b> %s<br>", s.mLogSearchSpec);
-  if (s.mCurLogFileSpec[0]) printf("<b>AccessLog File Pattern:</b> %s<br>", s.mCurLogFileSpec);
-  printf("</td></tr>\n");
+  PassOutput().DebugText("<b>Range start:</b> %s<br>", ll::Ctime32(s.mAnalysisRangeFirst_t));
+  PassOutput().DebugText("<b>Range end:</b>   %s<br>", ll::Ctime32(s.mAnalysisRangeLast_t));
+  PassOutput().DebugText("<b>Log File Pattern:</b> %s<br>", s.mLogSearchSpec);
+  if (s.mCurLogFileSpec[0]) PassOutput().DebugText("<b>AccessLog File Pattern:</b> %s<br>", s.mCurLogFileSpec);
+  PassOutput().DebugText("</td></tr>\n");
   if (s.mpLogsRoot) {
-    printf("<tr><td colspan=6 align=center><b>Log Files Found</b></td></tr>\n");
-    printf("<tr><td align=center><b>Filename</b></td><td align=center><b>Size</b></td>");
-    printf("<td align=center><b>start</b></td>");
-    printf("<td align=center><b>end</b></td>");
-    printf("<td align=center><b>In Range</b></td>");
-    printf("<td align=center><b>Format</b></td></tr>\n");
+    PassOutput().DebugText("<tr><td colspan=6 align=center><b>Log Files Found</b></td></tr>\n");
+    PassOutput().DebugText("<tr><td align=center><b>Filename</b></td><td align=center><b>Size</b></td>");
+    PassOutput().DebugText("<td align=center><b>start</b></td>");
+    PassOutput().DebugText("<td align=center><b>end</b></td>");
+    PassOutput().DebugText("<td align=center><b>In Range</b></td>");
+    PassOutput().DebugText("<td align=center><b>Format</b></td></tr>\n");
   } else {
-    printf("<tr><td colspan=6 align=center><b>No Files Found!</b>");
+    PassOutput().DebugText("<tr><td colspan=6 align=center><b>No Files Found!</b>");
   }
 }
 
@@ -160,22 +161,22 @@ void CloseLogFile() {
 bool OpenIfInRange(LogSummaryItem* e) {
   SuperLogState& s = mState;
   const bool debug = s.mDebugEnabled;
-  if (debug) printf("<tr><td>%s</td><td align=right>%lu</td>", e->name, static_cast<unsigned long>(e->size));
+  if (debug) PassOutput().DebugText("<tr><td>%s</td><td align=right>%lu</td>", e->name, static_cast<unsigned long>(e->size));
   if (e->size == 0 || e->start == 0 || e->end == 0) {
-    if (debug) printf("<td colspan=2 align=center>invalid size or dates. probably not a log file</td><td>");
+    if (debug) PassOutput().DebugText("<td colspan=2 align=center>invalid size or dates. probably not a log file</td><td>");
     return false;
   }
   e->start = static_cast<ll::time32_t>(static_cast<uint32_t>(e->start) + static_cast<uint32_t>(s.mGmtOffset));
   e->end = static_cast<ll::time32_t>(static_cast<uint32_t>(e->end) + static_cast<uint32_t>(s.mGmtOffset));
   if (debug) {
-    printf("<td>%s</td>", ll::Ctime32(e->start));
-    printf("<td>%s</td>", ll::Ctime32(e->end));
+    PassOutput().DebugText("<td>%s</td>", ll::Ctime32(e->start));
+    PassOutput().DebugText("<td>%s</td>", ll::Ctime32(e->end));
   }
   if (e->end < s.mAnalysisRangeFirst_t || e->start > s.mAnalysisRangeLast_t) {
-    if (debug) printf("<td align=center>No</td><td>\n");
+    if (debug) PassOutput().DebugText("<td align=center>No</td><td>\n");
     return false;
   }
-  if (debug) printf("<td align=center>YES</td><td>\n");
+  if (debug) PassOutput().DebugText("<td align=center>YES</td><td>\n");
   s.mLogsInReportRange = 1;
   s.mhFile = ll::OpenRegularFile(e->name, "rb");
   if (!s.mhFile) return false;
@@ -444,7 +445,7 @@ int32_t SuperLog_NextLogFile() {
       s.mpCurLogSummary = s.mpLogsRoot;
       if (s.mDebugEnabled) PrintDebugTableHead();
     } else {
-      if (s.mDebugEnabled) printf("</td></tr>\n");
+      if (s.mDebugEnabled) PassOutput().DebugText("</td></tr>\n");
       s.mpCurLogSummary = s.mpCurLogSummary->next;
     }
     if (!s.mpCurLogSummary) return 0;

@@ -6,6 +6,7 @@
 #include <strings.h>
 
 #include "base/fixed_text.h"
+#include "base/pass_writer.h"
 #include "superlog/superlog_state.h"
 
 namespace {
@@ -101,7 +102,7 @@ bool StartsWith(const char* text, const char* prefix) {
 }
 
 void PrintLabel(const char* label) {
-  if (mState.mDebugEnabled) fputs(label, stdout);
+  if (mState.mDebugEnabled) PassOutput().DebugText("%s", label);
 }
 
 // Points at the names of a header line that start at index skip, or at the
@@ -267,7 +268,7 @@ int32_t GrokLineFormat() {
     UseTemplate(s.mSpecialLogFormatBuf);
     s.mCurLogFormat = kFormatSpecified;
     s.mFormatKnown = 1;
-    if (s.mDebugEnabled) printf("Specified: %s<br>", s.mKnownFormatBuf);
+    if (s.mDebugEnabled) PassOutput().DebugText("Specified: %s<br>", s.mKnownFormatBuf);
     return 1;
   }
   int32_t spaces = 0, tabs = 0, commas = 0;

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "analysis/analysis.h"
+#include "driver/analyze_logs.h"
 #include "analysis/dns_cache.h"
 #include "analysis/smart_memory.h"
 #include "base/globals.h"

@@ -14,6 +14,13 @@
 #include <stdexcept>
 #include <thread>
 
+#include "report/page_writer.h"
+
+namespace {
+// Modules tested on their own write to the page as the program does.
+const bool kPageWriterInstalled = (SetPassWriter(&PageWriter()), true);
+}  // namespace
+
 namespace testing_support {
 
 namespace fs = std::filesystem;
