@@ -32,7 +32,8 @@
 // reads one cache line of the table and visits only the node whose hash
 // matches.
 struct Slot {
-  uint32_t tag;    // the node's hash; 0 = free
+  uint32_t tag;     // the node's hash; 0 = free
+  uint32_t length;  // the node's text length: most mismatches end here
   ListItem* node;
 };
 
@@ -136,11 +137,10 @@ int CompareNodeTexts(const char* a, const char* b, int ignoreCase) {
   }
 }
 
-// True when the node's text equals the first len bytes of key (which hold
-// no terminator).  Stops at the node's terminator, so it never reads past a
-// shorter node text.
+// True when the node's text, which is len bytes long like the key, equals
+// the key.
 bool SameText(const char* nodeText, const char* key, size_t len, int ignoreCase) {
-  if (strncmp(nodeText, key, len) == 0 && nodeText[len] == 0) return true;
+  if (memcmp(nodeText, key, len) == 0) return true;
   if (!ignoreCase) return false;
   // Same text in another spelling: rare, so the byte-wise fold comes second.
   for (size_t i = 0; i < len; ++i) {
@@ -148,7 +148,7 @@ bool SameText(const char* nodeText, const char* key, size_t len, int ignoreCase)
         FoldByte(static_cast<unsigned char>(key[i])))
       return false;
   }
-  return nodeText[len] == 0;
+  return true;
 }
 
 uint64_t MixWord(uint64_t h, uint64_t w) {
@@ -217,18 +217,18 @@ ListItem* FindNode(const ItemList* list, const char* text, size_t len, uint32_t 
     if (slot.tag == 0) return nullptr;
     // A node's text follows its record in the same allocation (AddNode), so
     // the comparison need not first load the node's item pointer.
-    if (slot.tag == h &&
+    if (slot.tag == h && slot.length == len &&
         SameText(reinterpret_cast<const char*>(slot.node + 1), text, len, list->ignoreCase))
       return slot.node;
   }
 }
 
-// Puts node (whose hash is h) into the first free slot of its probe run.
-void PlaceNode(Slot* slots, uint32_t capacity, ListItem* node, uint32_t h) {
+// Puts a node's slot into the first free slot of its probe run.
+void PlaceNode(Slot* slots, uint32_t capacity, const Slot& slot) {
   uint32_t mask = capacity - 1;
-  uint32_t i = h & mask;
+  uint32_t i = slot.tag & mask;
   while (slots[i].tag) i = (i + 1) & mask;
-  slots[i] = Slot{h, node};
+  slots[i] = slot;
 }
 
 // Makes room for one more node.  When the table cannot grow it keeps
@@ -244,7 +244,7 @@ void ReserveSlot(ItemList* list) {
     return;
   }
   for (uint32_t i = 0; i < list->capacity; ++i) {
-    if (list->slots[i].tag) PlaceNode(slots, capacity, list->slots[i].node, list->slots[i].tag);
+    if (list->slots[i].tag) PlaceNode(slots, capacity, list->slots[i]);
   }
   free(list->slots);
   list->slots = slots;
@@ -287,7 +287,7 @@ ListItem* AddNode(ItemList* list, ListInfo* info, const char* text, size_t len, 
   node->item = reinterpret_cast<char*>(node + 1);
   memset(node->item + textSize - 8, 0, 8);
   memcpy(node->item, text, len);
-  PlaceNode(list->slots, list->capacity, node, h);
+  PlaceNode(list->slots, list->capacity, Slot{h, static_cast<uint32_t>(len), node});
   NoteNewNode(list, node);
   list->size++;
   list->total = Add32(list->total, 1);
