@@ -33,7 +33,9 @@
 // of them; with one, smart memory keeps reclaiming the rarest entries.  Each
 // ceiling's CPU time is printed beside the time without a ceiling.
 //
-// The log is written to a temporary folder that is removed at the end.
+// The log is written to a temporary folder that is removed at the end, unless
+// BENCH_KEEP is set in the environment: then the folder is kept (to profile
+// a run over the same log) and its name printed.
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -415,7 +417,10 @@ int main(int argc, char** argv) {
   fprintf(conf, "user=bench;url=http://www.example.com;logs=logs/*.log;subdirs=1\n");
   fclose(conf);
   int status = o.distinct ? Ceilings(o, dir, bytes) : Compare(o, dir, bytes);
-  if (getenv("BENCH_KEEP")) { printf("kept %s\n", dir.c_str()); return status; }
+  if (getenv("BENCH_KEEP")) {
+    printf("kept %s\n", dir.c_str());
+    return status;
+  }
   std::string cleanup = "rm -rf '" + dir + "'";
   if (system(cleanup.c_str()) != 0) fprintf(stderr, "could not remove %s\n", dir.c_str());
   return status;
