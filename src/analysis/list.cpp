@@ -751,7 +751,12 @@ void PrefetchItemSlot(const ItemList* list, const ItemKey& key) {
 void PrefetchItemNode(const ItemList* list, const ItemKey& key) {
   if (!list) return;
   const Slot& slot = list->slots[key.hash & (list->capacity - 1)];
-  if (slot.tag == key.hash) __builtin_prefetch(slot.node);
+  if (slot.tag != key.hash) return;
+  // The record and its text, which often reaches into the next cache line.
+  const char* first = reinterpret_cast<const char*>(slot.node);
+  const char* last = reinterpret_cast<const char*>(slot.node + 1) + slot.length;
+  for (const char* p = first; p <= last; p += 64) __builtin_prefetch(p);
+  __builtin_prefetch(last);
 }
 
 void add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
