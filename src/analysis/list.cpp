@@ -32,16 +32,20 @@
 // reads one cache line of the table and visits only the node whose hash
 // matches.
 struct Slot {
-  uint32_t tag;    // the node's hash; 0 = free
+  uint32_t tag;     // the node's hash; 0 = free
+  uint32_t length;  // the node's text length: most mismatches end here
   ListItem* node;
 };
 
+struct VictimQueue;
+
 struct ItemList {
-  Slot* slots;        // `capacity` entries; tag 0 = free
-  uint32_t capacity;  // a power of two
-  uint32_t size;      // nodes in the list
-  int32_t total;      // sum of the nodes' counts
-  int ignoreCase;     // fixed by the first add_item
+  Slot* slots;           // `capacity` entries; tag 0 = free
+  uint32_t capacity;     // a power of two
+  uint32_t size;         // nodes in the list
+  int32_t total;         // sum of the nodes' counts
+  int ignoreCase;        // fixed by the first add_item
+  VictimQueue* victims;  // reclamation order, once smart memory has asked for it
 };
 
 namespace {
@@ -133,11 +137,10 @@ int CompareNodeTexts(const char* a, const char* b, int ignoreCase) {
   }
 }
 
-// True when the node's text equals the first len bytes of key (which hold
-// no terminator).  Stops at the node's terminator, so it never reads past a
-// shorter node text.
+// True when the node's text, which is len bytes long like the key, equals
+// the key.
 bool SameText(const char* nodeText, const char* key, size_t len, int ignoreCase) {
-  if (strncmp(nodeText, key, len) == 0 && nodeText[len] == 0) return true;
+  if (memcmp(nodeText, key, len) == 0) return true;
   if (!ignoreCase) return false;
   // Same text in another spelling: rare, so the byte-wise fold comes second.
   for (size_t i = 0; i < len; ++i) {
@@ -145,7 +148,7 @@ bool SameText(const char* nodeText, const char* key, size_t len, int ignoreCase)
         FoldByte(static_cast<unsigned char>(key[i])))
       return false;
   }
-  return nodeText[len] == 0;
+  return true;
 }
 
 uint64_t MixWord(uint64_t h, uint64_t w) {
@@ -202,7 +205,7 @@ ItemList* NewList(int ignoreCase) {
   ItemList* list = static_cast<ItemList*>(malloc(sizeof(ItemList)));
   Slot* slots = static_cast<Slot*>(calloc(kFirstCapacity, sizeof(Slot)));
   if (!list || !slots) OutOfMemory();
-  *list = ItemList{slots, kFirstCapacity, 0, 0, ignoreCase};
+  *list = ItemList{slots, kFirstCapacity, 0, 0, ignoreCase, nullptr};
   return list;
 }
 
@@ -214,18 +217,18 @@ ListItem* FindNode(const ItemList* list, const char* text, size_t len, uint32_t 
     if (slot.tag == 0) return nullptr;
     // A node's text follows its record in the same allocation (AddNode), so
     // the comparison need not first load the node's item pointer.
-    if (slot.tag == h &&
+    if (slot.tag == h && slot.length == len &&
         SameText(reinterpret_cast<const char*>(slot.node + 1), text, len, list->ignoreCase))
       return slot.node;
   }
 }
 
-// Puts node (whose hash is h) into the first free slot of its probe run.
-void PlaceNode(Slot* slots, uint32_t capacity, ListItem* node, uint32_t h) {
+// Puts a node's slot into the first free slot of its probe run.
+void PlaceNode(Slot* slots, uint32_t capacity, const Slot& slot) {
   uint32_t mask = capacity - 1;
-  uint32_t i = h & mask;
+  uint32_t i = slot.tag & mask;
   while (slots[i].tag) i = (i + 1) & mask;
-  slots[i] = Slot{h, node};
+  slots[i] = slot;
 }
 
 // Makes room for one more node.  When the table cannot grow it keeps
@@ -241,7 +244,7 @@ void ReserveSlot(ItemList* list) {
     return;
   }
   for (uint32_t i = 0; i < list->capacity; ++i) {
-    if (list->slots[i].tag) PlaceNode(slots, capacity, list->slots[i].node, list->slots[i].tag);
+    if (list->slots[i].tag) PlaceNode(slots, capacity, list->slots[i]);
   }
   free(list->slots);
   list->slots = slots;
@@ -265,6 +268,8 @@ void EraseSlot(ItemList* list, uint32_t i) {
   }
 }
 
+void NoteNewNode(ItemList* list, ListItem* node);  // below, with the victim queue
+
 // Creates the node for a text not yet in the list and indexes it.  The node
 // comes from smart memory, which may reclaim nodes of this very list first;
 // the free slot is therefore looked up after the allocation.
@@ -282,7 +287,8 @@ ListItem* AddNode(ItemList* list, ListInfo* info, const char* text, size_t len, 
   node->item = reinterpret_cast<char*>(node + 1);
   memset(node->item + textSize - 8, 0, 8);
   memcpy(node->item, text, len);
-  PlaceNode(list->slots, list->capacity, node, h);
+  PlaceNode(list->slots, list->capacity, Slot{h, static_cast<uint32_t>(len), node});
+  NoteNewNode(list, node);
   list->size++;
   list->total = Add32(list->total, 1);
   return node;
@@ -477,6 +483,234 @@ void ForEachNode(ItemList* list, const ListItem* skip, Visit visit) {
   }
 }
 
+// --- The victim queue: reclamation order kept between reclamations ---
+//
+// Smart memory asks for a list's nodes in reclamation order, one at a time,
+// and frees most of them.  Scanning the whole list for every reclamation
+// would cost the list's size each time; the queue instead holds the first
+// nodes in that order (a quarter of the list at least), sorted once, and is
+// kept right lazily, so that counting a hit costs nothing:
+// - every node outside the queue sorted after the queue's last entry (the
+//   cut) when the queue was built, and counts only grow, so it still does;
+// - a node created since is compared with the cut once, and joins the queue
+//   (through `pending`, sorted in at the next request) only when it sorts
+//   before it;
+// - an entry whose node was counted since it was queued is met at the front,
+//   and then either moves back to its new place or, when it now sorts after
+//   the cut, leaves the queue.
+// When the queue runs dry it is built again from a scan of the list.  The
+// texts of a built queue are copied side by side, so that sorting them reads
+// one compact block instead of scattered nodes.
+
+}  // namespace
+
+struct QueueEntry {
+  int32_t level;     // ReclaimLevel when queued
+  uint64_t prefix;   // TextPrefix of the text
+  const char* text;  // the node's text or a copy of it, in whole words
+  ListItem* node;
+};
+
+struct VictimQueue {
+  QueueEntry* entries;  // [head, size) in reclamation order
+  uint32_t head, size, capacity;
+  QueueEntry* pending;  // nodes to sort in, in no order
+  uint32_t pendingSize, pendingCapacity;
+  char* texts;          // the copied texts of the entries of the build
+  bool everything;      // the build took every node: there is no cut
+  QueueEntry cut;       // the last entry of the build; its text is cutText
+  bool hasHeld;         // held: the protected node, set aside until the
+  QueueEntry held;      // next request that protects another node
+  alignas(8) char cutText[kMaxItemLength + 9];
+};
+
+namespace {
+
+uint32_t mMinimumQueue = 4096;
+
+bool EntryBefore(const QueueEntry& a, const QueueEntry& b, int ignoreCase) {
+  if (a.level != b.level) return a.level < b.level;
+  if (a.prefix != b.prefix) return a.prefix < b.prefix;
+  return CompareNodeTexts(a.text, b.text, ignoreCase) < 0;
+}
+
+QueueEntry EntryOf(ListItem* node, int ignoreCase) {
+  return QueueEntry{ReclaimLevel(node), TextPrefix(node->item, ignoreCase), node->item, node};
+}
+
+bool AfterCut(const VictimQueue* q, const QueueEntry& e, int ignoreCase) {
+  return !q->everything && EntryBefore(q->cut, e, ignoreCase);
+}
+
+void DropVictims(ItemList* list) {
+  if (VictimQueue* q = list->victims) {
+    free(q->entries);
+    free(q->pending);
+    free(q->texts);
+    free(q);
+    list->victims = nullptr;
+  }
+}
+
+// Grows an array of entries to hold at least `needed`; false when memory is
+// refused (the array is unchanged then).
+bool Reserve(QueueEntry** array, uint32_t* capacity, uint64_t needed) {
+  if (needed <= *capacity) return true;
+  uint64_t grown = std::max<uint64_t>(needed, uint64_t{*capacity} * 2);
+  if (grown > UINT32_MAX) return false;
+  void* p = realloc(*array, grown * sizeof(QueueEntry));
+  if (!p) return false;
+  *array = static_cast<QueueEntry*>(p);
+  *capacity = static_cast<uint32_t>(grown);
+  return true;
+}
+
+// Puts a node into pending.  The queue keeps room to merge every pending
+// entry in, so that a request never needs memory; when none can be had the
+// queue is dropped (and built again when next asked for).
+void AddPending(ItemList* list, const QueueEntry& e) {
+  VictimQueue* q = list->victims;
+  uint64_t merged = uint64_t{q->size - q->head} + q->pendingSize + 1;
+  if (!Reserve(&q->pending, &q->pendingCapacity, uint64_t{q->pendingSize} + 1) ||
+      !Reserve(&q->entries, &q->capacity, merged)) {
+    DropVictims(list);
+    return;
+  }
+  q->pending[q->pendingSize++] = e;
+}
+
+// A node just created joins the queue when it sorts before the cut.
+void NoteNewNode(ItemList* list, ListItem* node) {
+  if (!list->victims) return;
+  QueueEntry e = EntryOf(node, list->ignoreCase);
+  if (!AfterCut(list->victims, e, list->ignoreCase)) AddPending(list, e);
+}
+
+// Sorts the pending entries (those that still sort before the cut) into the
+// queue.
+void MergePending(ItemList* list) {
+  VictimQueue* q = list->victims;
+  int ic = list->ignoreCase;
+  uint32_t p = 0;
+  for (uint32_t i = 0; i < q->pendingSize; ++i) {
+    QueueEntry e = EntryOf(q->pending[i].node, ic);
+    if (!AfterCut(q, e, ic)) q->pending[p++] = e;
+  }
+  q->pendingSize = 0;
+  if (p == 0) return;
+  auto before = [ic](const QueueEntry& a, const QueueEntry& b) { return EntryBefore(a, b, ic); };
+  std::sort(q->pending, q->pending + p, before);
+  uint32_t n = q->size - q->head;
+  memmove(q->entries, q->entries + q->head, n * sizeof(QueueEntry));
+  q->head = 0;
+  // Merge from the back into [0, n + p); AddPending reserved the room.
+  uint32_t out = n + p, a = n, b = p;
+  while (b > 0) {
+    if (a > 0 && before(q->pending[b - 1], q->entries[a - 1]))
+      q->entries[--out] = q->entries[--a];
+    else
+      q->entries[--out] = q->pending[--b];
+  }
+  q->size = n + p;
+}
+
+// Builds the queue from a scan of the list: the first quarter of its nodes
+// (at least mMinimumQueue) in reclamation order, leaving out protectedNode.
+// False when memory is refused.
+bool BuildVictims(ItemList* list, const ListItem* protectedNode) {
+  int ic = list->ignoreCase;
+  uint32_t perLevel[kLevelBuckets] = {};
+  uint64_t textsPerLevel[kLevelBuckets] = {};
+  uint32_t nodes = 0;
+  QueueEntry held{};
+  bool hasHeld = false;
+  ForEachNode(list, nullptr, [&](ListItem* node) {
+    if (node == protectedNode) {  // held aside, to rejoin the queue later
+      held = EntryOf(node, ic);
+      hasHeld = true;
+      return;
+    }
+    uint32_t bucket = LevelBucket(node);
+    perLevel[bucket]++;
+    textsPerLevel[bucket] += PaddedTextSize(strlen(node->item));
+    nodes++;
+  });
+  uint32_t wanted = std::max(mMinimumQueue, list->size / 4);
+  // The candidates: every node of the levels up to the one where `wanted`
+  // is reached.
+  uint32_t cutBucket = 1, candidates = perLevel[1];
+  uint64_t textBytes = textsPerLevel[1];
+  while (candidates < wanted && cutBucket + 1 < kLevelBuckets) {
+    candidates += perLevel[++cutBucket];
+    textBytes += textsPerLevel[cutBucket];
+  }
+  VictimQueue* q = static_cast<VictimQueue*>(calloc(1, sizeof(VictimQueue)));
+  QueueEntry* entries =
+      static_cast<QueueEntry*>(malloc(std::max<uint32_t>(candidates, 1) * sizeof(QueueEntry)));
+  char* texts = static_cast<char*>(malloc(std::max<uint64_t>(textBytes, 8)));
+  if (!q || !entries || !texts) {
+    free(q);
+    free(entries);
+    free(texts);
+    return false;
+  }
+  uint32_t n = 0;
+  char* at = texts;
+  ForEachNode(list, protectedNode, [&](ListItem* node) {
+    if (LevelBucket(node) > cutBucket) return;
+    size_t size = PaddedTextSize(strlen(node->item));
+    memcpy(at, node->item, size);  // the node's own padding comes along
+    entries[n++] = QueueEntry{ReclaimLevel(node), TextPrefix(at, ic), at, node};
+    at += size;
+  });
+  auto before = [ic](const QueueEntry& a, const QueueEntry& b) { return EntryBefore(a, b, ic); };
+  q->everything = n == nodes && n <= wanted;
+  if (!q->everything) {
+    std::nth_element(entries, entries + wanted - 1, entries + n, before);
+    n = wanted;
+  }
+  std::sort(entries, entries + n, before);
+  if (!q->everything) {
+    q->cut = entries[n - 1];
+    strcpy(q->cutText, q->cut.text);
+    memset(q->cutText + strlen(q->cutText), 0, 8);
+    q->cut.text = q->cutText;
+  }
+  q->capacity = std::max<uint32_t>(candidates, 1);
+  if (n < q->capacity / 2) {  // give back what the selection needed
+    if (void* p = realloc(entries, std::max<uint32_t>(n, 1) * sizeof(QueueEntry))) {
+      entries = static_cast<QueueEntry*>(p);
+      q->capacity = std::max<uint32_t>(n, 1);
+    }
+  }
+  q->entries = entries;
+  q->head = 0;
+  q->size = n;
+  q->texts = texts;
+  q->held = held;
+  q->hasHeld = hasHeld;
+  list->victims = q;
+  return true;
+}
+
+// Moves the queue's front entry, whose node was counted since it was
+// queued, to its new place, or out of the queue when it now sorts after
+// the cut.
+void RequeueFront(ItemList* list) {
+  VictimQueue* q = list->victims;
+  int ic = list->ignoreCase;
+  QueueEntry e = q->entries[q->head++];
+  e.level = ReclaimLevel(e.node);
+  if (AfterCut(q, e, ic)) return;
+  QueueEntry* first = q->entries + q->head;
+  QueueEntry* place = std::lower_bound(
+      first, q->entries + q->size, e,
+      [ic](const QueueEntry& a, const QueueEntry& b) { return EntryBefore(a, b, ic); });
+  memmove(first - 1, first, (place - first) * sizeof(QueueEntry));
+  place[-1] = e;
+  q->head--;
+}
+
 ListItem* FindInChain(ListItem* node, const char* text) {
   while (node && strcmp(node->item, text) != 0) node = node->next;
   return node;
@@ -517,7 +751,12 @@ void PrefetchItemSlot(const ItemList* list, const ItemKey& key) {
 void PrefetchItemNode(const ItemList* list, const ItemKey& key) {
   if (!list) return;
   const Slot& slot = list->slots[key.hash & (list->capacity - 1)];
-  if (slot.tag == key.hash) __builtin_prefetch(slot.node);
+  if (slot.tag != key.hash) return;
+  // The record and its text, which often reaches into the next cache line.
+  const char* first = reinterpret_cast<const char*>(slot.node);
+  const char* last = reinterpret_cast<const char*>(slot.node + 1) + slot.length;
+  for (const char* p = first; p <= last; p += 64) __builtin_prefetch(p);
+  __builtin_prefetch(last);
 }
 
 void add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
@@ -577,6 +816,7 @@ int32_t TotalList(const ItemList* list) { return list ? list->total : 0; }
 
 void destroy(ItemList* list) {
   if (!list) return;
+  DropVictims(list);
   for (uint32_t i = 0; i < list->capacity; ++i) {
     if (ListItem* node = list->slots[i].node) {
       destroy(node->sublist);
@@ -628,7 +868,57 @@ int ListLowestItems(ItemList* list, const ListItem* protectedNode, ListItem** ou
   return low + heap.Drain(out + low);
 }
 
+ListItem* ListNextVictim(ItemList* list, const ListItem* protectedNode, bool* ok) {
+  *ok = true;
+  if (!list) return nullptr;
+  if (!list->victims && !BuildVictims(list, protectedNode)) {
+    *ok = false;
+    return nullptr;
+  }
+  VictimQueue* q = list->victims;
+  if (q->hasHeld && q->held.node != protectedNode) {
+    q->hasHeld = false;
+    AddPending(list, q->held);
+    if (!list->victims) return ListNextVictim(list, protectedNode, ok);
+  }
+  if (q->pendingSize) MergePending(list);
+  for (bool rebuilt = false;;) {
+    if (q->head == q->size) {
+      // Every node left sorts after the cut (or is the protected one).
+      if (q->everything || rebuilt) return nullptr;
+      DropVictims(list);
+      if (!BuildVictims(list, protectedNode)) {
+        *ok = false;
+        return nullptr;
+      }
+      q = list->victims;
+      rebuilt = true;
+      continue;
+    }
+    QueueEntry& front = q->entries[q->head];
+    if (ReclaimLevel(front.node) != front.level) {
+      RequeueFront(list);
+    } else if (front.node == protectedNode) {
+      q->held = front;
+      q->hasHeld = true;
+      q->head++;
+    } else {
+      return front.node;
+    }
+  }
+}
+
+void ListSetMinimumVictimQueueForTesting(uint32_t entries) {
+  mMinimumQueue = std::max<uint32_t>(entries, 1);
+}
+
 int ListRemoveItem(ItemList* list, ListItem* node) {
+  if (VictimQueue* q = list->victims) {
+    if (q->head < q->size && q->entries[q->head].node == node)
+      q->head++;
+    else
+      DropVictims(list);  // removed out of turn: the queue no longer knows the list
+  }
   uint32_t mask = list->capacity - 1;
   uint32_t i = node->hashCode & mask;
   while (list->slots[i].node != node) {

@@ -105,6 +105,14 @@ uint32_t hash(const void* key, uint32_t length, uint32_t initval);
 // valid until the nodes are removed.  Allocates nothing.
 int ListLowestItems(ItemList* list, const ListItem* protectedNode, ListItem** out, int max);
 
+// The next node of list in reclamation order (as ListLowestItems orders
+// them), leaving out protectedNode, or null when no other node is left.
+// Remove it with ListRemoveItem before asking again.  Keeps what it learns
+// between calls, so that taking n nodes costs about n log n, whatever the
+// list's size.  Sets *ok to false (and returns null) when it cannot have the
+// memory it needs; ListLowestItems then still works.
+ListItem* ListNextVictim(ItemList* list, const ListItem* protectedNode, bool* ok);
+
 // Unlinks node from list and frees it and its secondary nodes.  Returns the
 // number of nodes freed (1 + the secondary nodes).  Touches no statistics.
 int ListRemoveItem(ItemList* list, ListItem* node);
@@ -112,3 +120,6 @@ int ListRemoveItem(ItemList* list, ListItem* node);
 // Makes SortList do without its sort array (as when memory is refused), so
 // that tests reach the slower path.  For tests.
 void ListRefuseSortMemoryForTesting(bool refuse);
+// The least number of nodes that ListNextVictim sorts ahead (4096 in the
+// program), so that tests reach its rebuilds with small lists.
+void ListSetMinimumVictimQueueForTesting(uint32_t entries);

@@ -85,6 +85,29 @@ const EngineRule* FindEngine(const char* hostPart) {
   return nullptr;
 }
 
+// FindEngine's answers for the host parts seen last: a referrer's host part
+// recurs on line after line, and the answer depends on nothing else, so each
+// distinct host part is tested against the rows about once.
+struct EngineMemo {
+  char hostPart[56];  // empty = unused
+  const EngineRule* rule;
+};
+constexpr size_t kEngineMemoSize = 256;  // a power of two
+EngineMemo mEngineMemo[kEngineMemoSize];
+
+const EngineRule* FindEngineRemembered(const char* hostPart) {
+  size_t len = strlen(hostPart);
+  if (len == 0 || len >= sizeof mEngineMemo[0].hostPart) return FindEngine(hostPart);
+  uint32_t h = 2166136261u;  // FNV-1a
+  for (size_t i = 0; i < len; ++i) h = (h ^ static_cast<unsigned char>(hostPart[i])) * 16777619u;
+  EngineMemo& memo = mEngineMemo[h & (kEngineMemoSize - 1)];
+  if (memcmp(memo.hostPart, hostPart, len + 1) != 0) {
+    memcpy(memo.hostPart, hostPart, len + 1);
+    memo.rule = FindEngine(hostPart);
+  }
+  return memo.rule;
+}
+
 // The third "/" of text, or null.
 char* ThirdSlash(char* text) {
   char* p = text;
@@ -154,7 +177,7 @@ int ExtractSearchPhrase(const char* referrer, char* work) {
   char* cut = ThirdSlash(work);
   if (!cut) return -1;
   *cut = 0;
-  const EngineRule* rule = FindEngine(work);
+  const EngineRule* rule = FindEngineRemembered(work);
   if (!rule) return -1;
   char* query = cut + 1;
   for (const char* name : rule->parameters) {

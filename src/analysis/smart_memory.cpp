@@ -5,9 +5,11 @@
 // reclaim size is freed (tested before each node) or the list is down to the
 // floor (tested after each node).  That is the order of a walk over the list
 // in text order with a count threshold that rises by one per walk; instead of
-// walking, the victims are taken in batches from ListLowestItems, which scans
-// the list once per batch into a fixed array here, so a reclamation needs no
-// memory of its own (it may be running because memory was refused).
+// walking, the victims come one by one from the list's own queue in that
+// order (ListNextVictim), which costs about what the victims cost.  When
+// that queue cannot have memory (a reclamation may be running because memory
+// was refused), they are taken in batches from ListLowestItems instead, which
+// scans the list once per batch into a fixed array here and needs no memory.
 #include "analysis/smart_memory.h"
 
 #include <algorithm>
@@ -85,6 +87,15 @@ enum class CutEnd { kTargetReached, kFloorReached, kNothingLeft };
 // list is at the floor, or nothing but the protected node is left.
 CutEnd CutList(ListInfo* info, const ListItem* protectedNode, int32_t target, int32_t* freed) {
   ItemList* list = info->list ? *info->list : nullptr;
+  for (;;) {
+    if (*freed >= target) return CutEnd::kTargetReached;
+    bool ok = true;
+    ListItem* node = ListNextVictim(list, protectedNode, &ok);
+    if (!ok) break;  // no memory for the list's queue: take batches from scans
+    if (!node) return CutEnd::kNothingLeft;
+    FreeVictim(info, list, node, freed);
+    if (info->entries <= mKeepEntries) return CutEnd::kFloorReached;
+  }
   for (;;) {
     if (*freed >= target) return CutEnd::kTargetReached;
     int n = ListLowestItems(list, protectedNode, mpBatch, BatchSize(info, target, *freed));

@@ -255,6 +255,36 @@ void ParseEpoch(const char* text, struct tm* tm) {
   if (CachedLocaltime32(t, &local)) *tm = local;
 }
 
+namespace {
+
+constexpr uint32_t ThreeBytes(const char* t) {
+  return uint32_t{static_cast<unsigned char>(t[0])} << 16 |
+         uint32_t{static_cast<unsigned char>(t[1])} << 8 | static_cast<unsigned char>(t[2]);
+}
+
+// The month (0 to 11) whose English abbreviation, in that spelling, starts
+// text; -1 for none.  One switch instead of a comparison per month.
+int32_t MonthAbbreviation(const char* text) {
+  if (!text[0] || !text[1] || !text[2]) return -1;
+  switch (ThreeBytes(text)) {
+    case ThreeBytes("Jan"): return 0;
+    case ThreeBytes("Feb"): return 1;
+    case ThreeBytes("Mar"): return 2;
+    case ThreeBytes("Apr"): return 3;
+    case ThreeBytes("May"): return 4;
+    case ThreeBytes("Jun"): return 5;
+    case ThreeBytes("Jul"): return 6;
+    case ThreeBytes("Aug"): return 7;
+    case ThreeBytes("Sep"): return 8;
+    case ThreeBytes("Oct"): return 9;
+    case ThreeBytes("Nov"): return 10;
+    case ThreeBytes("Dec"): return 11;
+    default: return -1;
+  }
+}
+
+}  // namespace
+
 // A CLF stamp "10/Oct/1999:13:55:36 -0700"; the zone is not read.
 void ParseDateTime1(const char* text, struct tm* tm) {
   if (!text) return;
@@ -262,10 +292,7 @@ void ParseDateTime1(const char* text, struct tm* tm) {
   const char* p = ReadNumber(text, &day);
   if (*p != '/') return;
   ++p;
-  int32_t month = -1;
-  for (int32_t i = 0; i < 12 && month < 0; ++i) {
-    if (strncmp(p, mpMonthStrs[i], 3) == 0) month = i;
-  }
+  const int32_t month = MonthAbbreviation(p);
   if (month < 0) return;
   p += p[3] ? 4 : 3;  // the character after the month is not examined
   if (!ReadClockPart(p, &year) || !ReadClockPart(p, &hour) || !ReadClockPart(p, &minute)) return;

@@ -1,6 +1,7 @@
 // Log format recognition: the three field splitters, the field templates,
 // and the header lines that define templates ("#Fields:", "!!LOG_FORMAT",
 // "format=") or name the writing server ("#Software:").
+#include <bit>
 #include <cstdio>
 #include <cstring>
 #include <strings.h>
@@ -145,6 +146,32 @@ inline void SetField(char* start, char* end, char* next) {
   s.mpNextFieldStart = next;
 }
 
+// The first byte at or after p that is delim, a double quote or the line's
+// terminator.  Eight bytes at a time while they lie inside the line buffer
+// (bytes after the terminator are read but never matter: the first match
+// ends the search).
+char* FindFieldStop(char* p, char delim) {
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  constexpr uint64_t kHigh = 0x8080808080808080ull;
+  const uint64_t delims = kOnes * static_cast<unsigned char>(delim);
+  const uint64_t quotes = kOnes * static_cast<unsigned char>('"');
+  const char* limit = mState.mLineBuf + kLineBufSize - 8;
+  if (p >= mState.mLineBuf) {
+    for (; p <= limit; p += 8) {
+      uint64_t w;
+      memcpy(&w, p, 8);
+      // A zero byte in w, w ^ delims or w ^ quotes; the lowest flag is exact.
+      auto zero = [](uint64_t x) { return (x - kOnes) & ~x & kHigh; };
+      if (uint64_t m = zero(w) | zero(w ^ delims) | zero(w ^ quotes)) {
+        if constexpr (std::endian::native == std::endian::little) return p + __builtin_ctzll(m) / 8;
+        break;  // a big-endian machine finishes byte by byte
+      }
+    }
+  }
+  while (*p && *p != delim && *p != '"') ++p;
+  return p;
+}
+
 }  // namespace
 
 // Space splitter.  A field opened by a double or single quote ends at the
@@ -167,6 +194,7 @@ void ParseField() {
   } else {
     uint32_t quotes = 0;
     for (;; ++q) {
+      q = FindFieldStop(q, delim);
       char c = *q;
       if (c == 0 || (c == delim && !(quotes & 1))) break;
       quotes += (c == '"');
