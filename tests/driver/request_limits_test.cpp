@@ -192,12 +192,13 @@ TEST_F(RequestLimits, EveryCgiPageCarriesTheHeaders) {
   }
 }
 
-// Control bytes of request values cannot forge or break error-log lines.
+// Control bytes of request values (decoded, in names too) cannot forge or
+// break error-log lines.
 TEST_F(RequestLimits, ErrorLogLinesCannotBeForged) {
   Config("ErrorLog=errors.log\n");
   for (const char* code : {"%0A", "%0D", "%1B", "%7F", "%09"}) {
     fs::remove(dir.file("errors.log"));
-    Post(std::string("username=bob") + code + "[01/Jan/2000:00:00:00]+forged", {{"REMOTE_HOST", "h\nx"}});
+    Post(std::string("user%6Eame=bob") + code + "[01/Jan/2000:00:00:00]+forged", {{"REMOTE_HOST", "h\nx"}});
     const std::string log = ReadFile(dir.file("errors.log"));
     EXPECT_TRUE(Contains(log, "from 'h?x' with username='bob?[01/Jan/2000:00:00:00] forged'\n")) << code << log;
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << code;
