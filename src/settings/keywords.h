@@ -12,6 +12,8 @@ struct CgiEnv;
 // ignoring case) with its ParamSource rank.  Name and value are each cut at
 // 243 characters; every '=' after the first is dropped from the value.
 // Unknown names, and names whose source condition fails, are ignored.
+// In a CGI run (env given, not command-line mode), a "form" word config or
+// summary whose value holds '/' or begins with '.' is ignored as well.
 // Never ends the run.
 void CompareParam(const char* word, StatsFields* settings, CgiEnv* env, const char* sourceName,
                   int32_t rank);

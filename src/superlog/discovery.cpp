@@ -372,8 +372,15 @@ void WriteSummaryFile(StatsFields* /*settings*/) {
   const SuperLogState& s = mState;
   char temp[kPathSize + 32];
   snprintf(temp, sizeof temp, "%.259s.%ld.tmp", s.mSummaryFilename, static_cast<long>(getpid()));
-  const int fd = open(temp, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0666);
+  // A FIFO or device planted under the temporary name must not make the
+  // run wait or write elsewhere: only a regular file is written.
+  const int fd = open(temp, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
   if (fd < 0) return;
+  struct stat st;
+  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    close(fd);
+    return;
+  }
   FILE* f = fdopen(fd, "w");
   if (!f) {
     close(fd);

@@ -154,13 +154,16 @@ TEST_F(RequestLimits, OnlyRegularFilesAreOpened) {
 // The body is read only up to 64 KiB, and its fields one at a time.
 TEST_F(RequestLimits, LongBodiesAreRefusedOrCheap) {
   WriteFile(dir.file("loglantern.conf"), "user=ann;password=*\n");
+  // The peak of the flooded run against that of a small one (the largest
+  // child so far), so that a sanitizer's own memory does not count.
+  struct rusage small, flooded;
+  Post("username=bo");
+  getrusage(RUSAGE_CHILDREN, &small);
   std::string flood;
   while (flood.size() < 65536 - 12) flood += "&=";
-  const RunResult refused = Post(flood + "&username=bo");
-  EXPECT_TRUE(Contains(refused.out, "Error #2:"));
-  struct rusage usage;
-  getrusage(RUSAGE_CHILDREN, &usage);
-  EXPECT_LT(usage.ru_maxrss, 16 * 1024) << "kB at the peak";
+  EXPECT_TRUE(Contains(Post(flood + "&username=bo").out, "Error #2:"));
+  getrusage(RUSAGE_CHILDREN, &flooded);
+  EXPECT_LT(flooded.ru_maxrss - small.ru_maxrss, 8 * 1024) << "kB more at the peak";
 
   std::string padded = "username=ann&pad=";
   const struct {
@@ -189,12 +192,13 @@ TEST_F(RequestLimits, EveryCgiPageCarriesTheHeaders) {
   }
 }
 
-// Control bytes of request values cannot forge or break error-log lines.
+// Control bytes of request values (decoded, in names too) cannot forge or
+// break error-log lines.
 TEST_F(RequestLimits, ErrorLogLinesCannotBeForged) {
   Config("ErrorLog=errors.log\n");
   for (const char* code : {"%0A", "%0D", "%1B", "%7F", "%09"}) {
     fs::remove(dir.file("errors.log"));
-    Post(std::string("username=bob") + code + "[01/Jan/2000:00:00:00]+forged", {{"REMOTE_HOST", "h\nx"}});
+    Post(std::string("user%6Eame=bob") + code + "[01/Jan/2000:00:00:00]+forged", {{"REMOTE_HOST", "h\nx"}});
     const std::string log = ReadFile(dir.file("errors.log"));
     EXPECT_TRUE(Contains(log, "from 'h?x' with username='bob?[01/Jan/2000:00:00:00] forged'\n")) << code << log;
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << code;
