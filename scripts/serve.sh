@@ -178,7 +178,8 @@ cat <<EOF
 Loglantern is served at $base/Loglantern/
   report request form:  $base/Loglantern/
   manual:               $base/Loglantern/manual/
-  sample account:       sample (password: sample)
+  sample account:       sample (password: sample), logs of 4 to 10 March 2024:
+                        choose days in that week on the form
   installed site:       $prefix$([ "$created_prefix" = 1 ] && echo " (removed when the server stops)")
   server logs:          $run_dir
 Press Ctrl-C to stop the server.
