@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Serves an installed Loglantern site with lighttpd on 127.0.0.1: builds the
-# program, installs it with the form, images, manual, sample configuration and
-# sample logs into a fresh temporary folder, starts lighttpd (mod_cgi) on a
-# free port, prints the address of the form and runs until Ctrl-C, which stops
-# the server and removes the temporary folder.
+# Serves an installed Loglantern site on 127.0.0.1: builds the program,
+# installs it with the form, images, manual, sample configuration and sample
+# logs into a fresh temporary folder, starts lighttpd (mod_cgi) or Apache
+# httpd (event MPM, mod_cgid) on a free port, prints the address of the form
+# and runs until Ctrl-C, which stops the server and removes the folder.
 #
-# Usage: scripts/serve.sh [--build DIR] [--no-build] [--prefix DIR] [--port N]
-#                         [--ready-file FILE]
+# Usage: scripts/serve.sh [--server lighttpd|apache] [--build DIR] [--no-build]
+#                         [--prefix DIR] [--port N] [--ready-file FILE]
+#   --server NAME      lighttpd (default) or apache
 #   --build DIR        build folder (default: build/ of the source tree)
 #   --no-build         use the program as it is in the build folder
 #   --prefix DIR       install into DIR and keep it afterwards (default: a
@@ -22,6 +23,7 @@ do_build=1
 prefix=""
 port=""
 ready_file=""
+server=lighttpd
 
 die() {
   echo "serve.sh: $*" >&2
@@ -35,17 +37,23 @@ while [ $# -gt 0 ]; do
     --prefix) prefix="${2:?--prefix needs a folder}"; shift ;;
     --port) port="${2:?--port needs a number}"; shift ;;
     --ready-file) ready_file="${2:?--ready-file needs a file}"; shift ;;
-    -h|--help) sed -n '2,17s/^# \{0,1\}//p' "$0"; exit 0 ;;
+    --server) server="${2:?--server needs lighttpd or apache}"; shift ;;
+    -h|--help) sed -n '2,18s/^# \{0,1\}//p' "$0"; exit 0 ;;
     *) die "unknown option $1 (see --help)" ;;
   esac
   shift
 done
 
-lighttpd_bin="$(command -v lighttpd || true)"
-if [ -z "$lighttpd_bin" ] && [ -x /usr/sbin/lighttpd ]; then
-  lighttpd_bin=/usr/sbin/lighttpd
+case "$server" in
+  lighttpd) package=lighttpd ;;
+  apache) package=apache2 ;;
+  *) die "unknown server $server (lighttpd or apache)" ;;
+esac
+server_bin="$(command -v "$package" || true)"
+if [ -z "$server_bin" ] && [ -x "/usr/sbin/$package" ]; then
+  server_bin="/usr/sbin/$package"
 fi
-[ -n "$lighttpd_bin" ] || die "lighttpd is not installed (Debian: apt-get install lighttpd)"
+[ -n "$server_bin" ] || die "$package is not installed (Debian: apt-get install $package)"
 
 if [ "$do_build" = 1 ]; then
   [ -f "$build/CMakeCache.txt" ] || cmake -S "$root" -B "$build" >/dev/null
@@ -69,6 +77,7 @@ done
 created_prefix=0
 if [ -z "$prefix" ]; then
   prefix="$(mktemp -d "${TMPDIR:-/tmp}/loglantern-site.XXXXXX")"
+  chmod 755 "$prefix"  # the web server's user may not be this user
   created_prefix=1
 fi
 mkdir -p "$prefix"
@@ -105,17 +114,43 @@ site_env="$prefix/${datadir:-share}/loglantern/site.env"
 # shellcheck source=/dev/null
 . "$site_env"
 
-# Variables that the CGI program should see: lighttpd passes on only the
+# Error pages name the server's administrator (SERVER_ADMIN) as the one to
+# contact. Apache always passes its ServerAdmin; lighttpd is given the same
+# address, so that both servers write the same pages.
+SERVER_ADMIN="webmaster@localhost"
+
+# Variables that the CGI program should see: the servers pass on only the
 # CGI variables, so the time zone and sanitizer options are named here.
 cgi_env=""
-for name in TZ ASAN_OPTIONS UBSAN_OPTIONS LSAN_OPTIONS; do
+for name in TZ ASAN_OPTIONS UBSAN_OPTIONS LSAN_OPTIONS SERVER_ADMIN; do
   if [ -n "${!name:-}" ]; then
-    cgi_env+="${cgi_env:+, }\"$name\" => \"${!name}\""
+    if [ "$server" = lighttpd ]; then
+      cgi_env+="${cgi_env:+, }\"$name\" => \"${!name}\""
+    elif [ "$name" != SERVER_ADMIN ]; then
+      cgi_env+="${cgi_env:+$'\n'}SetEnv $name \"${!name}\""
+    fi
   fi
 done
-[ -z "$cgi_env" ] || cgi_env="setenv.add-environment = ( $cgi_env )"
+[ -z "$cgi_env" ] || [ "$server" != lighttpd ] || cgi_env="setenv.add-environment = ( $cgi_env )"
 
-template="$(cat "$LOGLANTERN_SHARE_DIR/lighttpd.conf.in")"
+# Apache started by root hands its requests to www-data, Debian's web server
+# user, which must read the site and write the summary files and the error
+# log in the data folder.
+user_group=""
+if [ "$server" = apache ] && [ "$(id -u)" = 0 ]; then
+  user_group=$'User www-data\nGroup www-data'
+  chown -R www-data:www-data "$LOGLANTERN_DATA_DIR"
+  runuser -u www-data -- test -x "$LOGLANTERN_CGI_DIR/loglantern" ||
+    die "www-data cannot reach $prefix; make its folders readable (chmod o+rx) and try again"
+fi
+
+if [ "$server" = lighttpd ]; then
+  template="$(cat "$LOGLANTERN_SHARE_DIR/lighttpd.conf.in")"
+  config="$run_dir/lighttpd.conf"
+else
+  template="$(cat "$LOGLANTERN_SHARE_DIR/apache2.conf.in")"
+  config="$run_dir/apache2.conf"
+fi
 
 # Writes the server configuration for port $1.
 write_config() {
@@ -125,20 +160,39 @@ write_config() {
   text="${text//@CGI_DIR@/"$LOGLANTERN_CGI_DIR"}"
   text="${text//@RUN_DIR@/"$run_dir"}"
   text="${text//@CGI_ENV@/"$cgi_env"}"
-  printf '%s\n' "$text" >"$run_dir/lighttpd.conf"
+  text="${text//@MODULES@//usr/lib/apache2/modules}"
+  text="${text//@USER_GROUP@/"$user_group"}"
+  text="${text//@SERVER_ADMIN@/"$SERVER_ADMIN"}"
+  printf '%s\n' "$text" >"$config"
+}
+
+check_config() {
+  if [ "$server" = lighttpd ]; then
+    "$server_bin" -tt -f "$config"
+  else
+    "$server_bin" -t -f "$config"
+  fi
+}
+
+run_server() {
+  if [ "$server" = lighttpd ]; then
+    exec "$server_bin" -D -f "$config"
+  else
+    exec "$server_bin" -f "$config" -DFOREGROUND
+  fi
 }
 
 port_answers() {
   (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
 }
 
-# Starts lighttpd on port $1; succeeds once the port answers, fails when the
+# Starts the server on port $1; succeeds once the port answers, fails when the
 # server ends first (port taken meanwhile, or a configuration error).
 start_server() {
   write_config "$1"
-  "$lighttpd_bin" -tt -f "$run_dir/lighttpd.conf" >"$run_dir/check.log" 2>&1 ||
-    { cat "$run_dir/check.log" >&2; die "lighttpd refused the configuration"; }
-  "$lighttpd_bin" -D -f "$run_dir/lighttpd.conf" >>"$run_dir/error.log" 2>&1 &
+  check_config >"$run_dir/check.log" 2>&1 ||
+    { cat "$run_dir/check.log" >&2; die "$package refused the configuration"; }
+  run_server >>"$run_dir/error.log" 2>&1 &
   server_pid=$!
   for _ in $(seq 1 100); do
     if ! kill -0 "$server_pid" 2>/dev/null; then
@@ -155,7 +209,7 @@ start_server() {
 }
 
 if [ -n "$port" ]; then
-  start_server "$port" || { cat "$run_dir/error.log" >&2; die "lighttpd could not serve port $port"; }
+  start_server "$port" || { cat "$run_dir/error.log" >&2; die "$package could not serve port $port"; }
 else
   started=0
   for _ in $(seq 1 20); do
@@ -166,7 +220,7 @@ else
       break
     fi
   done
-  [ "$started" = 1 ] || { cat "$run_dir/error.log" >&2; die "lighttpd did not start"; }
+  [ "$started" = 1 ] || { cat "$run_dir/error.log" >&2; die "$package did not start"; }
 fi
 
 base="http://127.0.0.1:$port"
@@ -178,7 +232,8 @@ cat <<EOF
 Loglantern is served at $base/Loglantern/
   report request form:  $base/Loglantern/
   manual:               $base/Loglantern/manual/
-  sample account:       sample (password: sample)
+  sample account:       sample (password: sample), logs of 4 to 10 March 2024:
+                        choose days in that week on the form
   installed site:       $prefix$([ "$created_prefix" = 1 ] && echo " (removed when the server stops)")
   server logs:          $run_dir
 Press Ctrl-C to stop the server.
@@ -186,4 +241,4 @@ EOF
 
 wait "$server_pid" || true
 server_pid=""
-die "lighttpd stopped by itself; see $run_dir/error.log"
+die "$package stopped by itself; see $run_dir/error.log"

@@ -77,8 +77,9 @@ constexpr const char* kDayLayouts[] = {
 };
 
 // Writes a report day in the log reader's date order into out (at least 21
-// bytes).  Positions beyond a short text write nothing rather than stray NUL
-// bytes.
+// bytes).  A short text ends the day at its first missing position, as the
+// day would end at its terminating NUL if the characters were copied one by
+// one; the year ('Y') of a short text is empty.
 void FormatRangeDay(char* out, const char* day, int order) {
   const char* layout = kDayLayouts[order >= kDMY && order <= kYMD ? order : kMDY];
   size_t len = strnlen(day, 19);
@@ -90,6 +91,8 @@ void FormatRangeDay(char* out, const char* day, int order) {
       for (size_t i = 4; i < len; ++i) *o++ = day[i];
     } else if (static_cast<size_t>(*p - '0') < len) {
       *o++ = day[*p - '0'];
+    } else {
+      break;
     }
   }
   *o = 0;

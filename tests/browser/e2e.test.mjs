@@ -1,4 +1,5 @@
-// End-to-end test of an installed Loglantern site: lighttpd serves the form,
+// End-to-end test of an installed Loglantern site: a web server (lighttpd or
+// Apache httpd, as browser_e2e.sh chooses) serves the form,
 // images and manual and runs the program as a CGI program; a headless
 // Chromium fills in the form as a person would and reads the answers.
 //

@@ -154,13 +154,18 @@ TEST_F(FrameTest, RangeIsWrittenInEachOfTheSixDateOrders) {
   }
 }
 
-TEST_F(FrameTest, ShortDateTextsPrintNoStrayBytes) {
+TEST_F(FrameTest, ShortDateTextsEndAtTheirFirstMissingCharacter) {
   settings_.dateStart.set("1900");  // what no date fields at all give
   settings_.dateEnd.set("1900");
-  SuperLog_SetDateFormat("YMD", kSourceForm);
-  std::string page = Header();
-  EXPECT_NE(page.find(">/19/00 - /19/00</td>"), std::string::npos);
-  EXPECT_EQ(page.find('\0'), std::string::npos);
+  const std::pair<const char*, const char*> cases[] = {
+      {"DMY", "00/19/"}, {"DYM", "00/"}, {"MDY", "19/00/"}, {"MYD", "19/"}, {"YDM", ""}, {"YMD", ""},
+  };
+  for (const auto& [order, day] : cases) {
+    SuperLog_SetDateFormat(order, kSourceForm);
+    std::string page = Header();
+    EXPECT_NE(page.find(std::string(">") + day + " - " + day + "</td>"), std::string::npos) << order;
+    EXPECT_EQ(page.find('\0'), std::string::npos);
+  }
 }
 
 TEST_F(FrameTest, DateOfReportFollowsTheDateOrder) {

@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
 # End-to-end test of the deployed site: installs the built program with its
 # form, images, manual and sample configuration into a fresh folder, serves it
-# with lighttpd on 127.0.0.1 (scripts/serve.sh), and drives Debian's headless
-# Chromium through it (tests/browser/e2e.test.mjs). Screenshots of the form,
-# a report and an error page are left in the build folder.
+# on 127.0.0.1 (scripts/serve.sh) with the server named by the first argument
+# (lighttpd, the default, or apache), and drives Debian's headless Chromium
+# through it (tests/browser/e2e.test.mjs). Screenshots of the form, a report
+# and an error page are left in the build folder.
 #
-# Without node, lighttpd or the browser the test prints a SKIP line and
+# Without node, the server or the browser the test prints a SKIP line and
 # passes on a developer's machine; under CI (CI=true) it fails instead.
 set -euo pipefail
+server="${1:-lighttpd}"
+package="$server"
+[ "$server" != apache ] || package=apache2
 
 root="$(cd "$(dirname "$0")/../.." && pwd)"
 if [ -n "${LOGLANTERN_BINARY:-}" ]; then
@@ -29,7 +33,7 @@ skip() {
 
 command -v node >/dev/null || skip "node is not installed (Debian: nodejs)"
 command -v npm >/dev/null || skip "npm is not installed (Debian: npm)"
-{ command -v lighttpd || [ -x /usr/sbin/lighttpd ]; } >/dev/null || skip "lighttpd is not installed"
+{ command -v "$package" || [ -x "/usr/sbin/$package" ]; } >/dev/null || skip "$package is not installed"
 [ -x "$browser_bin" ] || skip "no browser at $browser_bin (Debian: chromium)"
 if [ ! -x "$build/loglantern" ]; then
   echo "browser_e2e: no program at $build/loglantern" >&2
@@ -43,6 +47,7 @@ if [ ! -f "$tests/node_modules/playwright-core/package.json" ]; then
 fi
 
 work="$(mktemp -d "${TMPDIR:-/tmp}/loglantern-e2e.XXXXXX")"
+chmod 755 "$work"  # the server may run the program as another user
 serve_pid=""
 cleanup() {
   if [ -n "$serve_pid" ] && kill -0 "$serve_pid" 2>/dev/null; then
@@ -55,7 +60,7 @@ trap cleanup EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-bash "$root/scripts/serve.sh" --build "$build" --no-build --prefix "$work/site" \
+bash "$root/scripts/serve.sh" --server "$server" --build "$build" --no-build --prefix "$work/site" \
   --ready-file "$work/ready" >"$work/serve.log" 2>&1 &
 serve_pid=$!
 for _ in $(seq 1 300); do
@@ -73,12 +78,14 @@ if [ ! -f "$work/ready" ]; then
   exit 1
 fi
 
+shots="$build"  # the Apache run keeps its screenshots apart
+[ "$server" = lighttpd ] || { shots="$build/browser-$server"; mkdir -p "$shots"; }
 datadir="$(sed -n 's/^CMAKE_INSTALL_DATADIR:[A-Z]*=//p' "$build/CMakeCache.txt")"
 status=0
 LOGLANTERN_URL="$(cat "$work/ready")" \
 LOGLANTERN_SITE_ENV="$work/site/${datadir:-share}/loglantern/site.env" \
 LOGLANTERN_SERVER_LOG="$work/site/server/error.log" \
-LOGLANTERN_SHOTS="$build" \
+LOGLANTERN_SHOTS="$shots" \
 CHROMIUM="$browser_bin" \
   node --test "$tests/e2e.test.mjs" || status=$?
 if [ "$status" != 0 ]; then

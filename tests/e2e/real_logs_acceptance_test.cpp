@@ -1,0 +1,70 @@
+// The real program over real servers' logs (../shared/data/real-logs): each
+// set is one account, read as a whole-site request over its days plus one
+// day on either side, and counted by the header's "HTTP Requests" row.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "support/test_support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing_support::RunLoglantern;
+using testing_support::SharedDir;
+using testing_support::TempDir;
+using testing_support::WriteFile;
+
+size_t Occurrences(const std::string& page, const std::string& text) {
+  size_t count = 0;
+  for (size_t at = page.find(text); at != std::string::npos; at = page.find(text, at + 1)) ++count;
+  return count;
+}
+
+TEST(RealLogsAcceptance, EachSetCountsItsRequests) {
+  const std::string root = SharedDir() + "/data/real-logs/";
+  if (!fs::exists(root)) GTEST_SKIP() << "no real logs at " << root;
+  struct Set {
+    const char* source;    // a folder (its *.log files) or one file
+    const char* dates;     // first day - 1, last day + 1
+    const char* requests;  // the "HTTP Requests" value; empty when no log is in range
+    const char* once;      // a text that the page holds exactly once
+  };
+  const Set sets[] = {
+      {"iis-waikolai/W3SVC20", "08162009,01082011", "22,308", "<td>66.249.71</td>"},
+      {"iis-webknowit/W3SVC1", "10162015,10192016", "14,318", "<td>::1</td>"},
+      {"iis-webknowit/W3SVC2", "02052016,03012016", "6,830", "<td>::1</td>"},
+      {"iis-doc-samples/ex031118.log", "11172003,11192003", "4", "W3C: IIS4<br>"},
+      {"iis-doc-samples/ex960101.log", "12311995,01021996", "0", "WebStar Fields<br>"},
+      {"logparser-demolog/hackers-access.log", "10242015,10312015", "3,443", "<td>2001:41d0:8:f69::1</td>"},
+      {"elastic-examples/apache_logs", "05162015,05212015", "10,000", "CLF/ELF<br>"},
+      {"nasa-http-dbai-labs/nasa_aug95_first20000.log", "07311995,08021995", "20,000", "CLF/ELF<br>"},
+      {"monitorware-spark-log-analyzer/access_log", "03062004,03132004", "1,535", "CLF/ELF<br>"},
+      {"apache-http-logs/w3af.txt", "12212016,12232016", "62", "CLF/ELF<br>"},
+      {"apache-http-logs/acunetix.txt", "12212016,12232016", "", "No log files found"},
+      {"debian-logstalgia/example.log", "04212009,04232009", "3,260", "CLF/ELF<br>"},
+      {"debian-logswan/logswan.log", "12082018,12102018", "34", "CLF/ELF<br>"},
+  };
+  for (const Set& set : sets) {
+    // The logs are linked into a scratch folder, where the summary file goes.
+    TempDir dir;
+    const fs::path source = root + set.source;
+    if (fs::is_directory(source)) {
+      for (const auto& entry : fs::directory_iterator(source))
+        fs::create_symlink(entry.path(), dir.file(entry.path().filename().string()));
+    } else {
+      fs::create_symlink(source, dir.file(source.filename().string() + ".log"));
+    }
+    WriteFile(dir.file("loglantern.conf"), "user=a;url=http://x;logs=" + dir.file("*.log") + ";debug=1\n");
+    const auto run = RunLoglantern({"username=a", std::string("date=") + set.dates, "find=/", "subdirs=1",
+                                    "domains=1,500", "domaintypes=1,20"},
+                                   {{"TZ", "UTC"}}, "", dir.path());
+    const std::string& page = run.out;
+    const std::string row = std::string("<b>HTTP Requests:</b></td><td width=\"50%\">") + set.requests + "<";
+    EXPECT_EQ(Occurrences(page, row), *set.requests ? 1u : 0u) << set.source;
+    EXPECT_EQ(Occurrences(page, set.once), 1u) << set.source << ": " << set.once;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,4 @@
+#!/usr/bin/env bash
+# The browser end-to-end test with Apache httpd (event MPM, mod_cgid) as the
+# web server.
+exec bash "$(dirname "$0")/browser_e2e.sh" apache
