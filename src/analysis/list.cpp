@@ -491,7 +491,9 @@ void ForEachNode(ItemList* list, const ListItem* skip, Visit visit) {
 // nodes in that order (a quarter of the list at least), sorted once, and is
 // kept right lazily, so that counting a hit costs nothing:
 // - every node outside the queue sorted after the queue's last entry (the
-//   cut) when the queue was built, and counts only grow, so it still does;
+//   cut) when the queue was built, and counts only grow, so it still does
+//   (a count would have to pass 2^31 and wrap to break this: two thousand
+//   million hits of one text in one run);
 // - a node created since is compared with the cut once, and joins the queue
 //   (through `pending`, sorted in at the next request) only when it sorts
 //   before it;
