@@ -26,53 +26,48 @@ constexpr const char* kFullDayNames[7] = {"Sunday",   "Monday", "Tuesday", "Wedn
                                           "Thursday", "Friday", "Saturday"};
 constexpr const char* kShortDayNames[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 
-// One counted-list section of the report.
+// One counted-list section of the report: the keyword that switches it on
+// and limits it, the list it prints, its anchor, title, description, colour,
+// the noun of its summary, the style of its rows and the 100% base of its
+// share column.
 struct ListSection {
+  SectionSetting StatsFields::*keyword;
+  ItemList* PassResults::*list;
   const char* anchor;
-  const char* colour;
   const char* title;
   const char* description;
+  const char* colour;
   const char* summaryNoun;
   const char* rowStyle;
-  SectionSetting StatsFields::*setting;
-  ItemList* PassResults::*list;
   int32_t PassResults::*base;
 };
 
-constexpr ListSection kTopUrls = {
-    "urls", "#FFDD00", "Top URLs Requested",
-    "This report shows the most-requested pages for the days analyzed.", "URLs", "requests",
-    &StatsFields::requests, &PassResults::topUrls, &PassResults::urlHits};
-constexpr ListSection kTopReferrers = {
-    "referrers", "#00E8E8", "Top Referrers To Your Site",
-    "This report shows the pages that visitors to your site came from.", "referrers",
-    "referrals", &StatsFields::referrers, &PassResults::topReferrers,
-    &PassResults::referralHits};
-constexpr ListSection kBrowsers = {
-    "browsers", "#00A0A0", "Most Common Browsers",
-    "This report shows which browsers are being used to view your site.", "browsers", "browser",
-    &StatsFields::browsers, &PassResults::browsers, &PassResults::browserHits};
-constexpr ListSection kBadUrls = {
-    "badurls", "#D00000", "Bad URLs",
-    "This report lists the requests that generated <i>404 Not Found</i> error messages "
-    "(because the requested files didn't exist).",
-    " bad URLs", "requests", &StatsFields::badUrls, &PassResults::badUrls, &PassResults::urlHits};
-constexpr ListSection kBadReferrers = {
-    "badreferrers", "#C048A8", "Bad Referrers",
-    "This report lists pages with invalid links to your site. Click on each link to visit the "
-    "page to look for the invalid link.",
-    " bad referrers", "referrals", &StatsFields::badReferrers, &PassResults::badReferrers,
-    &PassResults::urlHits};
-constexpr ListSection kDomains = {
-    "domains", "#A0A048", "User Domain Analysis",
-    "This report shows the domain of users viewing your site.", "domains", "",
-    &StatsFields::domains, &PassResults::domains, &PassResults::domainHits};
-constexpr ListSection kDomainTypes = {
-    "networks", "#3399CC", "Types Of Domains",
-    "This report shows the most common country or institution type of the users viewing your "
-    "site.  (This is the top-level domain of the user.)",
-    "origins", "network", &StatsFields::domainTypes, &PassResults::domainTypes,
-    &PassResults::domainTypeHits};
+constexpr ListSection kListSections[] = {
+    {&StatsFields::requests, &PassResults::topUrls, "urls", "Top URLs Requested",
+     "This report shows the most-requested pages for the days analyzed.", "#FFDD00", "URLs",
+     "requests", &PassResults::urlHits},
+    {&StatsFields::referrers, &PassResults::topReferrers, "referrers", "Top Referrers To Your Site",
+     "This report shows the pages that visitors to your site came from.", "#00E8E8", "referrers",
+     "referrals", &PassResults::referralHits},
+    {&StatsFields::browsers, &PassResults::browsers, "browsers", "Most Common Browsers",
+     "This report shows which browsers are being used to view your site.", "#00A0A0", "browsers",
+     "browser", &PassResults::browserHits},
+    {&StatsFields::badUrls, &PassResults::badUrls, "badurls", "Bad URLs",
+     "This report lists the requests that generated <i>404 Not Found</i> error messages "
+     "(because the requested files didn't exist).",
+     "#D00000", " bad URLs", "requests", &PassResults::urlHits},
+    {&StatsFields::badReferrers, &PassResults::badReferrers, "badreferrers", "Bad Referrers",
+     "This report lists pages with invalid links to your site. Click on each link to visit the "
+     "page to look for the invalid link.",
+     "#C048A8", " bad referrers", "referrals", &PassResults::urlHits},
+    {&StatsFields::domains, &PassResults::domains, "domains", "User Domain Analysis",
+     "This report shows the domain of users viewing your site.", "#A0A048", "domains", "",
+     &PassResults::domainHits},
+    {&StatsFields::domainTypes, &PassResults::domainTypes, "networks", "Types Of Domains",
+     "This report shows the most common country or institution type of the users viewing your "
+     "site.  (This is the top-level domain of the user.)",
+     "#3399CC", "origins", "network", &PassResults::domainTypeHits},
+};
 
 // One bar-chart section; its rows are written by its own printer.
 struct ChartSection {
@@ -167,7 +162,7 @@ void PrintListRow(const StatsFields* settings, ListItem* node, const char* noun,
 }
 
 void PrintListSection(const StatsFields* settings, PassResults* results, const ListSection& s) {
-  const SectionSetting& limits = settings->*s.setting;
+  const SectionSetting& limits = settings->*s.keyword;
   ItemList* list = results->*s.list;
   PrintSectionOpening(s.anchor);
   printf("<tr>\n");
@@ -313,12 +308,12 @@ void PrintChart(const StatsFields* settings, const ChartSection& section, const 
   PrintSectionClosing(settings);
 }
 
-void PrintDailyTotals(const StatsFields* settings, const PassResults* r) {
+void PrintDailyTotals(const StatsFields* settings, PassResults* r) {
   PrintChart(settings, kDaily, r->dailyCounts, 366, kDayColumns,
              [&](int32_t largest) { PrintDailyRows(settings, r, largest); });
 }
 
-void PrintWeekdays(const StatsFields* settings, const PassResults* r) {
+void PrintWeekdays(const StatsFields* settings, PassResults* r) {
   PrintChart(settings, kWeekly, r->weekdayCounts, 7, kDayColumns, [&](int32_t largest) {
     for (int d = 0; d < 7; ++d) {
       printf("<tr><td align=right>");
@@ -341,7 +336,7 @@ void PrintHourLabel(int hour) {
   printf("</td>\n");
 }
 
-void PrintHours(const StatsFields* settings, const PassResults* r) {
+void PrintHours(const StatsFields* settings, PassResults* r) {
   PrintChart(settings, kHourly, r->hourCounts, 24, kHourColumns, [&](int32_t largest) {
     for (int h = 0; h < 24; ++h) {
       PrintHourLabel(h);
@@ -403,6 +398,40 @@ void PrintMemoryStatistic(const char* label, int32_t bytes) {
   printf("<tr><td>%s</td><td>%s</td></tr>\n", label, number);
 }
 
+// One section of the page, in page order: whether it is on, its jump-bar
+// link, and how it is written (a list section by its row of kListSections).
+struct PageSection {
+  bool (*isOn)(const StatsFields*);
+  const char* jumpLink;
+  void (*print)(const StatsFields*, PassResults*);
+  const ListSection* list;
+};
+
+template <int Row>
+constexpr PageSection ListRow(const char* jumpLink) {
+  return {[](const StatsFields* s) { return (s->*kListSections[Row].keyword).show != 0; },
+          jumpLink, nullptr, &kListSections[Row]};
+}
+
+constexpr PageSection kPageSections[] = {
+    ListRow<0>("<a href=\"#urls\">URLs</a> "),
+    ListRow<1>("<a href=\"#referrers\">Referrers</a>\n"),
+    {[](const StatsFields* s) { return s->search.show != 0; },
+     "<a href=\"#search\">Search Phrases</a>\n", PrintSearchSection, nullptr},
+    ListRow<2>("<a href=\"#browsers\">Browsers</a>\n"),
+    ListRow<3>("<a href=\"#badurls\">Bad URLs</a>\n"),
+    ListRow<4>("<a href=\"#badreferrers\">Bad Referrers</a>\n"),
+    ListRow<5>("<a href=\"#domains\">Domains</a>\n"),
+    ListRow<6>("<a href=\"#networks\">Domain Types</a>\n"),
+    {[](const StatsFields* s) { return s->dailyTotals != 0; },
+     "<a href=\"#daily\">Daily Totals</a>\n", PrintDailyTotals, nullptr},
+    {[](const StatsFields* s) { return s->hitsPerDayOfWeek != 0; },
+     "<a href=\"#weekly\">Hits Per Day of Week</a>\n", PrintWeekdays, nullptr},
+    {[](const StatsFields* s) { return s->hitsPerHour != 0; },
+     "<a href=\"#hourly\">Hits Per Hour</a>\n", PrintHours, nullptr},
+};
+constexpr int kPageSectionCount = sizeof kPageSections / sizeof kPageSections[0];
+
 }  // namespace
 
 void ReportSummary(int count, int top, int topIsPercent, int greater, const char* colour,
@@ -448,17 +477,19 @@ void display_list(const StatsFields* settings, ItemList* list, int top, int topI
 }
 
 void PrintReportSections(const StatsFields* settings, PassResults* results) {
-  if (settings->requests.show) PrintListSection(settings, results, kTopUrls);
-  if (settings->referrers.show) PrintListSection(settings, results, kTopReferrers);
-  if (settings->search.show) PrintSearchSection(settings, results);
-  if (settings->browsers.show) PrintListSection(settings, results, kBrowsers);
-  if (settings->badUrls.show) PrintListSection(settings, results, kBadUrls);
-  if (settings->badReferrers.show) PrintListSection(settings, results, kBadReferrers);
-  if (settings->domains.show) PrintListSection(settings, results, kDomains);
-  if (settings->domainTypes.show) PrintListSection(settings, results, kDomainTypes);
-  if (settings->dailyTotals) PrintDailyTotals(settings, results);
-  if (settings->hitsPerDayOfWeek) PrintWeekdays(settings, results);
-  if (settings->hitsPerHour) PrintHours(settings, results);
+  for (const PageSection& section : kPageSections) {
+    if (!section.isOn(settings)) continue;
+    if (section.list)
+      PrintListSection(settings, results, *section.list);
+    else
+      section.print(settings, results);
+  }
+}
+
+const char* SectionJumpLink(const StatsFields* settings, int index) {
+  if (index < 0 || index >= kPageSectionCount) return nullptr;
+  const PageSection& section = kPageSections[index];
+  return section.isOn(settings) ? section.jumpLink : "";
 }
 
 void PrintMemoryRows(const StatsFields* settings) {

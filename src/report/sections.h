@@ -13,6 +13,10 @@ struct ItemList;
 // order, each followed by a jump bar.  Sorts the lists it prints.
 void PrintReportSections(const StatsFields* settings, PassResults* results);
 
+// The jump-bar link of the index-th section in page order: "" when that
+// section is off, null past the last section.
+const char* SectionJumpLink(const StatsFields* settings, int index);
+
 // The summary row of a list section; nothing when count is 0.
 void ReportSummary(int count, int top, int topIsPercent, int greater, const char* colour,
                    const char* noun);

@@ -7,8 +7,8 @@
 
 #include "cgi/cgi_env.h"
 #include "report/errors.h"
-#include "report/frame.h"
 #include "settings/atoi32.h"
+#include "settings/extra_text.h"
 #include "settings/keywords.h"
 #include "settings/stats_fields.h"
 #include "superlog/superlog.h"

@@ -6,9 +6,9 @@
 #include <type_traits>
 
 #include "cgi/cgi_env.h"
-#include "report/frame.h"
 #include "settings/atoi32.h"
 #include "settings/check_params.h"
+#include "settings/extra_text.h"
 #include "settings/stats_fields.h"
 #include "superlog/superlog.h"
 
