@@ -20,6 +20,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "analysis/audience.h"
 #include "analysis/dns_cache.h"
 #include "analysis/filters.h"
 #include "analysis/list.h"
@@ -72,6 +73,7 @@ struct AnalysisState {
   SuperLong totalBytes;
   size_t findLength = 0;
   bool anySectionCounts = false;
+  bool audience = false;  // a section named by keyword is on
   bool hostFilterOn = false;
   bool fileTypeFilterOn = false;
   int lookupMode = kNoLookup;
@@ -151,6 +153,8 @@ void InitLists(const StatsFields* settings) {
   smart_memory_init(settings);
   DNSLookup_Init();
   for (int i = 0; i < kListCount; ++i) init_list(ListHead(i), &mPass.info[i], ListTitle(i));
+  mPass.audience = AudienceWanted(settings);
+  if (mPass.audience) AudienceStart(settings, &mPass.results);
 }
 
 // With subdirs and a wildcard find, everything below the pattern matches:
@@ -397,6 +401,7 @@ void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
 // Counts one hit of the report range into totals, lists and tables.
 void CountHit(const StatsFields* s, LogHit* hit) {
   if (!PassesRequestFilters(s, hit)) return;
+  const char* loggedHost = hit->host;  // a lookup below may replace hit->host
   bool fileTypePasses = FileTypePasses(s, hit->url);
   char* resolved = nullptr;
   if (mPass.lookupMode == kLookupEveryHit && fileTypePasses && hit->host) {
@@ -425,6 +430,7 @@ void CountHit(const StatsFields* s, LogHit* hit) {
   if (fileTypePasses) CountTimes(s, hit->tm);
   CountReferrer(s, hit->referrer, &keys.referrer, fileTypePasses);
   if (fileTypePasses) CountUrl(s, &keys.url);
+  if (fileTypePasses && mPass.audience) CountAudienceHit(s, hit, loggedHost, &mPass.results);
   free(resolved);
 }
 
@@ -462,6 +468,7 @@ void CleanUp() {
     DestroyList(index);
   for (int i = kFirstSearchList; i < kListCount; ++i) DestroyList(i);
   for (ListInfo*& info : mPass.info) info = nullptr;
+  AudienceFree(&mPass.results);
   FreeDomainsNow();
   FreeFileTypesNow();
 }
@@ -471,6 +478,7 @@ void CleanUp() {
 PassResults* RunAnalysisPass(StatsFields* settings) {
   if (!SetUp(settings)) return nullptr;
   ReadAllLogs(settings);
+  if (mPass.audience) AudienceFinish(&mPass.results);
   mPass.results.totalHits = mPass.totalHits;
   mPass.results.totalBytes = mPass.totalBytes;
   // With nothing ever reclaimed, the peak is simply what is in use now.

@@ -14,6 +14,7 @@
 #include "base/globals.h"
 #include "analysis/list.h"
 #include "report/product.h"
+#include "report/sections.h"
 #include "settings/stats_fields.h"
 #include "cgi/cgi_env.h"
 #include "superlog/superlog.h"
@@ -30,30 +31,6 @@ namespace {
 enum DateOrder { kDMY = 1, kDYM = 2, kMDY = 3, kMYD = 4, kYDM = 5, kYMD = 6 };
 
 constexpr const char* kFactRow = "<td width=\"50%%\"><b>%s</b></td><td width=\"50%%\">%s</td>";
-
-// One link of the jump bar: the switch that shows the section and the link.
-struct JumpLink {
-  int32_t (*isOn)(const StatsFields*);
-  const char* html;
-};
-
-constexpr JumpLink kJumpLinks[] = {
-    {[](const StatsFields* s) { return s->requests.show; }, "<a href=\"#urls\">URLs</a> "},
-    {[](const StatsFields* s) { return s->referrers.show; },
-     "<a href=\"#referrers\">Referrers</a>\n"},
-    {[](const StatsFields* s) { return s->search.show; }, "<a href=\"#search\">Search Phrases</a>\n"},
-    {[](const StatsFields* s) { return s->browsers.show; }, "<a href=\"#browsers\">Browsers</a>\n"},
-    {[](const StatsFields* s) { return s->badUrls.show; }, "<a href=\"#badurls\">Bad URLs</a>\n"},
-    {[](const StatsFields* s) { return s->badReferrers.show; },
-     "<a href=\"#badreferrers\">Bad Referrers</a>\n"},
-    {[](const StatsFields* s) { return s->domains.show; }, "<a href=\"#domains\">Domains</a>\n"},
-    {[](const StatsFields* s) { return s->domainTypes.show; },
-     "<a href=\"#networks\">Domain Types</a>\n"},
-    {[](const StatsFields* s) { return s->dailyTotals; }, "<a href=\"#daily\">Daily Totals</a>\n"},
-    {[](const StatsFields* s) { return s->hitsPerDayOfWeek; },
-     "<a href=\"#weekly\">Hits Per Day of Week</a>\n"},
-    {[](const StatsFields* s) { return s->hitsPerHour; }, "<a href=\"#hourly\">Hits Per Hour</a>\n"},
-};
 
 // Writes one "<tr>...</tr>" fact row of the header block; `newline` adds the
 // line end that the always-present rows carry inside the row.
@@ -234,15 +211,15 @@ void DisplayHeader(const StatsFields* settings, uint32_t requests, uint32_t byte
 
 void OutputJumpBar(const StatsFields* settings) {
   int on = 0;
-  for (const JumpLink& link : kJumpLinks)
-    if (link.isOn(settings)) ++on;
+  for (int i = 0; const char* link = SectionJumpLink(settings, i); ++i)
+    if (link[0]) ++on;
   if (on < 2) return;
   printf("<center>\n<font face=\"Arial,Helv\" size=\"-1\"><b>");
   int written = 0;
-  for (const JumpLink& link : kJumpLinks) {
-    if (!link.isOn(settings)) continue;
+  for (int i = 0; const char* link = SectionJumpLink(settings, i); ++i) {
+    if (!link[0]) continue;
     if (written++) printf(" \x95 ");
-    printf("%s", link.html);
+    printf("%s", link);
   }
   printf("</b></font></center><p>");
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/time32.h"
+#include "settings/extra_text.h"  // the texts that PrintHead and PrintFooter write
 
 struct StatsFields;
 struct CgiEnv;
@@ -27,10 +28,6 @@ void PrintFooter(const StatsFields* settings, ll::time32_t elapsed);
 // Writes the product's credit lines (footer of reports and error pages).
 void PrintCreditLines();
 
-// Ranked setters of the extra header and footer (owned copies in settings).
-void log_SetExtraHeader(const char* text, int32_t rank, StatsFields* settings);
-void log_SetExtraFooter(const char* text, int32_t rank, StatsFields* settings);
-void ResetExtraTextRanksForTesting();
 
 // Writes the decimal text of `plain`, or when it is 0 of thousandMillions *
 // 10^9 + remainder, with a comma before every group of three digits.

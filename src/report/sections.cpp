@@ -7,8 +7,10 @@
 #include "report/sections.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
+#include "analysis/audience.h"
 #include "analysis/dns_cache.h"
 #include "analysis/list.h"
 #include "base/fixed_text.h"
@@ -26,53 +28,79 @@ constexpr const char* kFullDayNames[7] = {"Sunday",   "Monday", "Tuesday", "Wedn
                                           "Thursday", "Friday", "Saturday"};
 constexpr const char* kShortDayNames[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 
-// One counted-list section of the report.
+// One counted-list section of the report: the keyword that switches it on
+// and limits it, the list it prints, its anchor, title, description, colour,
+// the noun of its summary, the style of its rows and the 100% base of its
+// share column.
 struct ListSection {
+  SectionSetting StatsFields::*keyword;
+  ItemList* PassResults::*list;
   const char* anchor;
-  const char* colour;
   const char* title;
   const char* description;
+  const char* colour;
   const char* summaryNoun;
   const char* rowStyle;
-  SectionSetting StatsFields::*setting;
-  ItemList* PassResults::*list;
   int32_t PassResults::*base;
+  // Shown at the end of the summary when robots are kept apart.
+  const char* robotsNote = nullptr;
 };
 
-constexpr ListSection kTopUrls = {
-    "urls", "#FFDD00", "Top URLs Requested",
-    "This report shows the most-requested pages for the days analyzed.", "URLs", "requests",
-    &StatsFields::requests, &PassResults::topUrls, &PassResults::urlHits};
-constexpr ListSection kTopReferrers = {
-    "referrers", "#00E8E8", "Top Referrers To Your Site",
-    "This report shows the pages that visitors to your site came from.", "referrers",
-    "referrals", &StatsFields::referrers, &PassResults::topReferrers,
-    &PassResults::referralHits};
-constexpr ListSection kBrowsers = {
-    "browsers", "#00A0A0", "Most Common Browsers",
-    "This report shows which browsers are being used to view your site.", "browsers", "browser",
-    &StatsFields::browsers, &PassResults::browsers, &PassResults::browserHits};
-constexpr ListSection kBadUrls = {
-    "badurls", "#D00000", "Bad URLs",
-    "This report lists the requests that generated <i>404 Not Found</i> error messages "
-    "(because the requested files didn't exist).",
-    " bad URLs", "requests", &StatsFields::badUrls, &PassResults::badUrls, &PassResults::urlHits};
-constexpr ListSection kBadReferrers = {
-    "badreferrers", "#C048A8", "Bad Referrers",
-    "This report lists pages with invalid links to your site. Click on each link to visit the "
-    "page to look for the invalid link.",
-    " bad referrers", "referrals", &StatsFields::badReferrers, &PassResults::badReferrers,
-    &PassResults::urlHits};
-constexpr ListSection kDomains = {
-    "domains", "#A0A048", "User Domain Analysis",
-    "This report shows the domain of users viewing your site.", "domains", "",
-    &StatsFields::domains, &PassResults::domains, &PassResults::domainHits};
-constexpr ListSection kDomainTypes = {
-    "networks", "#3399CC", "Types Of Domains",
-    "This report shows the most common country or institution type of the users viewing your "
-    "site.  (This is the top-level domain of the user.)",
-    "origins", "network", &StatsFields::domainTypes, &PassResults::domainTypes,
-    &PassResults::domainTypeHits};
+constexpr const char* kPeopleOnly = "<br>\nRobots are not counted here; see Robots.";
+
+constexpr ListSection kListSections[] = {
+    {&StatsFields::requests, &PassResults::topUrls, "urls", "Top URLs Requested",
+     "This report shows the most-requested pages for the days analyzed.", "#FFDD00", "URLs",
+     "requests", &PassResults::urlHits},
+    {&StatsFields::referrers, &PassResults::topReferrers, "referrers", "Top Referrers To Your Site",
+     "This report shows the pages that visitors to your site came from.", "#00E8E8", "referrers",
+     "referrals", &PassResults::referralHits},
+    {&StatsFields::browsers, &PassResults::browsers, "browsers", "Most Common Browsers",
+     "This report shows which browsers are being used to view your site.", "#00A0A0", "browsers",
+     "browser", &PassResults::browserHits},
+    {&StatsFields::badUrls, &PassResults::badUrls, "badurls", "Bad URLs",
+     "This report lists the requests that generated <i>404 Not Found</i> error messages "
+     "(because the requested files didn't exist).",
+     "#D00000", " bad URLs", "requests", &PassResults::urlHits},
+    {&StatsFields::badReferrers, &PassResults::badReferrers, "badreferrers", "Bad Referrers",
+     "This report lists pages with invalid links to your site. Click on each link to visit the "
+     "page to look for the invalid link.",
+     "#C048A8", " bad referrers", "referrals", &PassResults::urlHits},
+    {&StatsFields::domains, &PassResults::domains, "domains", "User Domain Analysis",
+     "This report shows the domain of users viewing your site.", "#A0A048", "domains", "",
+     &PassResults::domainHits},
+    {&StatsFields::domainTypes, &PassResults::domainTypes, "networks", "Types Of Domains",
+     "This report shows the most common country or institution type of the users viewing your "
+     "site.  (This is the top-level domain of the user.)",
+     "#3399CC", "origins", "network", &PassResults::domainTypeHits},
+    // Sections that a request names by keyword.
+    {&StatsFields::pages, &PassResults::pages, "pages", "Pages",
+     "This report shows the pages viewed, with the bytes sent for them; images, style sheets, "
+     "scripts and other files are not pages.",
+     "#FFB366", "pages", "pages", &PassResults::pageViews, kPeopleOnly},
+    {&StatsFields::pages, &PassResults::entryPages, "entrypages", "Entry Pages",
+     "This report shows the first page of each visit.", "#FFB366", "entry pages", "requests",
+     &PassResults::visitEnds, kPeopleOnly},
+    {&StatsFields::pages, &PassResults::exitPages, "exitpages", "Exit Pages",
+     "This report shows the last page of each visit.", "#FFB366", "exit pages", "requests",
+     &PassResults::visitEnds, kPeopleOnly},
+    {&StatsFields::statusCodes, &PassResults::statusCodes, "statuscodes", "Status Codes",
+     "This report shows the HTTP status of the answers: 2xx success, 3xx redirection, 4xx client "
+     "errors, 5xx server errors.",
+     "#B0B0FF", "status codes", "status", &PassResults::statusHits},
+    {&StatsFields::browserFamilies, &PassResults::browserFamilies, "browserfamilies",
+     "Browser Families",
+     "This report shows the browser families and their major versions, as the user-agent rules "
+     "name them.",
+     "#66CCCC", "browser families", "", &PassResults::agentHits},
+    {&StatsFields::browserFamilies, &PassResults::operatingSystems, "systems",
+     "Operating Systems", "This report shows the operating systems that the browsers run on.",
+     "#66CCCC", "operating systems", "", &PassResults::agentHits},
+    {&StatsFields::robots, &PassResults::robots, "robots", "Robots",
+     "This report shows the crawlers that read your site, with their page views and bytes; they "
+     "are kept apart from the visitors.",
+     "#999999", "robots", "robots", &PassResults::robotHits},
+};
 
 // One bar-chart section; its rows are written by its own printer.
 struct ChartSection {
@@ -134,12 +162,75 @@ void PrintSecondaryItems(ItemList* sublist) {
   printf("\n</font>\n");
 }
 
+// The standard reason phrase of an HTTP status code.
+const char* ReasonPhrase(int code) {
+  static constexpr struct {
+    int code;
+    const char* phrase;
+  } kPhrases[] = {
+      {100, "Continue"}, {101, "Switching Protocols"}, {102, "Processing"}, {103, "Early Hints"},
+      {200, "OK"}, {201, "Created"}, {202, "Accepted"}, {203, "Non-Authoritative Information"},
+      {204, "No Content"}, {205, "Reset Content"}, {206, "Partial Content"},
+      {207, "Multi-Status"}, {208, "Already Reported"}, {226, "IM Used"},
+      {300, "Multiple Choices"}, {301, "Moved Permanently"}, {302, "Found"},
+      {303, "See Other"}, {304, "Not Modified"}, {305, "Use Proxy"},
+      {307, "Temporary Redirect"}, {308, "Permanent Redirect"}, {400, "Bad Request"},
+      {401, "Unauthorized"}, {402, "Payment Required"}, {403, "Forbidden"}, {404, "Not Found"},
+      {405, "Method Not Allowed"}, {406, "Not Acceptable"},
+      {407, "Proxy Authentication Required"}, {408, "Request Timeout"}, {409, "Conflict"},
+      {410, "Gone"}, {411, "Length Required"}, {412, "Precondition Failed"},
+      {413, "Content Too Large"}, {414, "URI Too Long"}, {415, "Unsupported Media Type"},
+      {416, "Range Not Satisfiable"}, {417, "Expectation Failed"}, {418, "I'm a teapot"},
+      {421, "Misdirected Request"}, {422, "Unprocessable Content"}, {423, "Locked"},
+      {424, "Failed Dependency"}, {425, "Too Early"}, {426, "Upgrade Required"},
+      {428, "Precondition Required"}, {429, "Too Many Requests"},
+      {431, "Request Header Fields Too Large"}, {451, "Unavailable For Legal Reasons"},
+      {500, "Internal Server Error"}, {501, "Not Implemented"}, {502, "Bad Gateway"},
+      {503, "Service Unavailable"}, {504, "Gateway Timeout"},
+      {505, "HTTP Version Not Supported"}, {506, "Variant Also Negotiates"},
+      {507, "Insufficient Storage"}, {508, "Loop Detected"}, {510, "Not Extended"},
+      {511, "Network Authentication Required"},
+  };
+  for (const auto& entry : kPhrases)
+    if (entry.code == code) return entry.phrase;
+  return "Unknown";
+}
+
+// " (12,345 bytes)" after an item.
+void PrintBytesNote(double bytes) {
+  char number[32];
+  uint64_t whole = bytes > 0 ? static_cast<uint64_t>(bytes) : 0;
+  FormatWithCommas(number, 0, static_cast<uint32_t>(whole / 1000000000),
+                   static_cast<uint32_t>(whole % 1000000000));
+  printf(" <font size=\"-1\">(%s bytes)</font>", whole == 0 ? "0" : number);
+}
+
+// A row of the status-code or robot section: the item with its figures.
+void PrintFigureRow(const ListItem* node, const char* noun, long count, double share) {
+  printf("<tr><td align=center>%ld</td><td align=center>%0.2f%%</td><td>", count, share);
+  if (strcmp(noun, "status") == 0) {
+    printf("%s %s", node->item, ReasonPhrase(atoi(node->item)));
+  } else {
+    int32_t pages = 0;
+    double bytes = 0;
+    RobotFigures(node->item, &pages, &bytes);
+    printf("%s <font size=\"-1\">(%ld pages)</font>", node->item, static_cast<long>(pages));
+    PrintBytesNote(bytes);
+  }
+  printf("</td></tr>\n");
+}
+
 // One ranked row in the style that `noun` names.
 void PrintListRow(const StatsFields* settings, ListItem* node, const char* noun, int total) {
   long count = node->count;
   double share = Share(node->count, total);
   bool referrals = strcmp(noun, "referrals") == 0;
-  bool requests = strcmp(noun, "requests") == 0;
+  bool pages = strcmp(noun, "pages") == 0;
+  bool requests = pages || strcmp(noun, "requests") == 0;
+  if (strcmp(noun, "status") == 0 || strcmp(noun, "robots") == 0) {
+    PrintFigureRow(node, noun, count, share);
+    return;
+  }
   if (!referrals && !requests) {
     const char* text = node->item;
     char name[244];  // a descriptive name may be longer than the node's own text
@@ -163,11 +254,12 @@ void PrintListRow(const StatsFields* settings, ListItem* node, const char* noun,
     printf("<td><a href=\"%s%s\" target=\"_blank\">%s</a>", settings->url.c_str(), node->item,
            node->item);
   if (node->sublist) PrintSecondaryItems(node->sublist);
+  if (pages) PrintBytesNote(PageBytes(node->item));
   printf("</td></tr>\n");
 }
 
 void PrintListSection(const StatsFields* settings, PassResults* results, const ListSection& s) {
-  const SectionSetting& limits = settings->*s.setting;
+  const SectionSetting& limits = settings->*s.keyword;
   ItemList* list = results->*s.list;
   PrintSectionOpening(s.anchor);
   printf("<tr>\n");
@@ -179,7 +271,7 @@ void PrintListSection(const StatsFields* settings, PassResults* results, const L
   printf("</tr>\n");
   if (s.list == &PassResults::browsers) gHits_Browsers = results->browserHits;
   ReportSummary(list_length(list), limits.top, limits.topIsPercent, limits.greater, s.colour,
-                s.summaryNoun);
+                s.summaryNoun, settings->robots.show ? s.robotsNote : nullptr);
   display_list(settings, list, limits.top, limits.topIsPercent, limits.greater, s.rowStyle,
                results->*s.base);
   PrintSectionClosing(settings);
@@ -267,7 +359,10 @@ bool MonthFirst() {
   return order != 1 && order != 2 && order != 5;  // DMY, DYM and YDM put the day first
 }
 
-void PrintDailyRows(const StatsFields* settings, const PassResults* r, int32_t largest) {
+// Calls visit(dayOfYear, weekday, tm, monthFirst) for each day of the
+// report range, in order.
+template <typename Visit>
+void ForEachReportDay(const PassResults* r, Visit visit) {
   struct tm start = {};
   if (!ll::Localtime32(r->rangeFirst, &start)) return;
   int day = start.tm_yday;
@@ -278,13 +373,7 @@ void PrintDailyRows(const StatsFields* settings, const PassResults* r, int32_t l
   for (int64_t t = r->rangeFirst; t < r->rangeLast; t += 86400) {
     struct tm tm = {};
     ll::Localtime32(static_cast<ll::time32_t>(t), &tm);
-    printf("<tr><td align=\"right\">");
-    printf("<font size=\"-1\">%s</font>&nbsp;", kShortDayNames[weekday]);
-    if (monthFirst)
-      printf("%d/%d</td>\n", tm.tm_mon + 1, tm.tm_mday);
-    else
-      printf("%d/%d</td>\n", tm.tm_mday, tm.tm_mon + 1);
-    PrintChartCells(settings, r->dailyCounts[day], r->dailyHits, largest, WeekendColour(weekday));
+    visit(day, weekday, tm, monthFirst);
     weekday = (weekday + 1) % 7;
     if (day >= (IsLeapYear(year) ? 365 : 364)) {
       day = 0;
@@ -293,6 +382,18 @@ void PrintDailyRows(const StatsFields* settings, const PassResults* r, int32_t l
       ++day;
     }
   }
+}
+
+void PrintDailyRows(const StatsFields* settings, const PassResults* r, int32_t largest) {
+  ForEachReportDay(r, [&](int day, int weekday, const struct tm& tm, bool monthFirst) {
+    printf("<tr><td align=\"right\">");
+    printf("<font size=\"-1\">%s</font>&nbsp;", kShortDayNames[weekday]);
+    if (monthFirst)
+      printf("%d/%d</td>\n", tm.tm_mon + 1, tm.tm_mday);
+    else
+      printf("%d/%d</td>\n", tm.tm_mday, tm.tm_mon + 1);
+    PrintChartCells(settings, r->dailyCounts[day], r->dailyHits, largest, WeekendColour(weekday));
+  });
 }
 
 // A bar-chart section: its frame and, when any entry is non-zero, its
@@ -313,12 +414,12 @@ void PrintChart(const StatsFields* settings, const ChartSection& section, const 
   PrintSectionClosing(settings);
 }
 
-void PrintDailyTotals(const StatsFields* settings, const PassResults* r) {
+void PrintDailyTotals(const StatsFields* settings, PassResults* r) {
   PrintChart(settings, kDaily, r->dailyCounts, 366, kDayColumns,
              [&](int32_t largest) { PrintDailyRows(settings, r, largest); });
 }
 
-void PrintWeekdays(const StatsFields* settings, const PassResults* r) {
+void PrintWeekdays(const StatsFields* settings, PassResults* r) {
   PrintChart(settings, kWeekly, r->weekdayCounts, 7, kDayColumns, [&](int32_t largest) {
     for (int d = 0; d < 7; ++d) {
       printf("<tr><td align=right>");
@@ -341,13 +442,81 @@ void PrintHourLabel(int hour) {
   printf("</td>\n");
 }
 
-void PrintHours(const StatsFields* settings, const PassResults* r) {
+void PrintHours(const StatsFields* settings, PassResults* r) {
   PrintChart(settings, kHourly, r->hourCounts, 24, kHourColumns, [&](int32_t largest) {
     for (int h = 0; h < 24; ++h) {
       PrintHourLabel(h);
       PrintChartCells(settings, r->hourCounts[h], r->hourHits, largest, "red");
     }
   });
+}
+
+// ---- visitors and visits ----
+
+constexpr ChartSection kVisitors = {
+    "visitors", "#99CC66", "Visitors and Visits",
+    "This report shows how many visitors came each day and how many visits they made.  A "
+    "visitor is one client address with one browser; a visit is a visitor's run of hits with "
+    "no pause longer than 30 minutes, counted on the day it starts."};
+
+constexpr const char* kVisitColumns =
+    "<tr>\n<td align=right><b>Day</b></td>\n<td align=right><b>Visitors</b></td>\n"
+    "<td align=right><b>Visits</b></td>\n<td align=right><b>Page Views</b></td>\n"
+    "<td align=right><b>Hits</b></td>\n<td align=right><b>Bytes</b></td>\n"
+    "<td><b>Visits</b></td>\n</tr>\n";
+
+void PrintVisitSummary(const StatsFields* settings, const PassResults* r) {
+  const PassResults::VisitFigures& t = r->visitTotals;
+  double perVisit = t.visits ? static_cast<double>(t.pages) / t.visits : 0.0;
+  long seconds = t.visits ? static_cast<long>(r->visitSeconds / t.visits + 0.5) : 0;
+  printf("<tr>\n<td bgcolor=\"%s\"><b>Summary:</b> <b>%ld</b> visitors made <b>%ld</b> visits "
+         "with <b>%ld</b> page views in <b>%ld</b> hits.",
+         kVisitors.colour, static_cast<long>(t.visitors), static_cast<long>(t.visits),
+         static_cast<long>(t.pages), static_cast<long>(t.hits));
+  printf("<br>\nPages per visit: <b>%.1f</b>; average visit length: <b>%ld:%02ld</b> "
+         "(minutes:seconds).",
+         perVisit, seconds / 60, seconds % 60);
+  if (settings->robots.show) printf("%s", kPeopleOnly);
+  printf("</td>\n</tr>\n");
+}
+
+void PrintVisitRows(const StatsFields* settings, const PassResults* r, int32_t largest) {
+  ForEachReportDay(r, [&](int day, int weekday, const struct tm& tm, bool monthFirst) {
+    const PassResults::VisitFigures& d = r->visitDays[day];
+    printf("<tr><td align=\"right\"><font size=\"-1\">%s</font>&nbsp;", kShortDayNames[weekday]);
+    printf("%d/%d</td>\n", monthFirst ? tm.tm_mon + 1 : tm.tm_mday,
+           monthFirst ? tm.tm_mday : tm.tm_mon + 1);
+    char bytes[32];
+    uint64_t whole = static_cast<uint64_t>(d.bytes);
+    FormatWithCommas(bytes, 0, static_cast<uint32_t>(whole / 1000000000),
+                     static_cast<uint32_t>(whole % 1000000000));
+    printf("<td align=right>%ld</td><td align=right>%ld</td><td align=right>%ld</td>"
+           "<td align=right>%ld</td><td align=right>%s</td>\n",
+           static_cast<long>(d.visitors), static_cast<long>(d.visits), static_cast<long>(d.pages),
+           static_cast<long>(d.hits), whole == 0 ? "0" : bytes);
+    printf("<td>");
+    if (d.visits != 0)
+      printf("<img src=\"%s/%s2x5.gif\" height=\"5\" width=\"%d\">",
+             settings->imagePath.c_str(), WeekendColour(weekday), BarWidth(d.visits, largest));
+    printf("</td></tr>\n");
+  });
+}
+
+void PrintVisitors(const StatsFields* settings, PassResults* r) {
+  PrintChartOpening(kVisitors);
+  int32_t largest = 0;
+  for (const PassResults::VisitFigures& d : r->visitDays)
+    if (d.visits > largest) largest = d.visits;
+  if (r->visitTotals.hits == 0) {
+    printf("%s", kNoChartItemsRow);
+  } else {
+    PrintVisitSummary(settings, r);
+    printf("<tr>\n<td bgcolor=\"#FFFFCC\">\n<table border=0 width=\"100%%\">\n");
+    printf("%s", kVisitColumns);
+    PrintVisitRows(settings, r, largest);
+    printf("</table></td>\n</tr>\n");
+  }
+  PrintSectionClosing(settings);
 }
 
 // The summary sentence that says how much of a list the rows show.
@@ -403,10 +572,55 @@ void PrintMemoryStatistic(const char* label, int32_t bytes) {
   printf("<tr><td>%s</td><td>%s</td></tr>\n", label, number);
 }
 
+// One section of the page, in page order: whether it is on, its jump-bar
+// link (null: none; the section follows the one that has it), and how it is
+// written (a list section by its row of kListSections).
+struct PageSection {
+  bool (*isOn)(const StatsFields*);
+  const char* jumpLink;
+  void (*print)(const StatsFields*, PassResults*);
+  const ListSection* list;
+};
+
+template <int Row>
+constexpr PageSection ListRow(const char* jumpLink) {
+  return {[](const StatsFields* s) { return (s->*kListSections[Row].keyword).show != 0; },
+          jumpLink, nullptr, &kListSections[Row]};
+}
+
+constexpr PageSection kPageSections[] = {
+    ListRow<0>("<a href=\"#urls\">URLs</a> "),
+    ListRow<1>("<a href=\"#referrers\">Referrers</a>\n"),
+    {[](const StatsFields* s) { return s->search.show != 0; },
+     "<a href=\"#search\">Search Phrases</a>\n", PrintSearchSection, nullptr},
+    ListRow<2>("<a href=\"#browsers\">Browsers</a>\n"),
+    ListRow<3>("<a href=\"#badurls\">Bad URLs</a>\n"),
+    ListRow<4>("<a href=\"#badreferrers\">Bad Referrers</a>\n"),
+    ListRow<5>("<a href=\"#domains\">Domains</a>\n"),
+    ListRow<6>("<a href=\"#networks\">Domain Types</a>\n"),
+    {[](const StatsFields* s) { return s->dailyTotals != 0; },
+     "<a href=\"#daily\">Daily Totals</a>\n", PrintDailyTotals, nullptr},
+    {[](const StatsFields* s) { return s->hitsPerDayOfWeek != 0; },
+     "<a href=\"#weekly\">Hits Per Day of Week</a>\n", PrintWeekdays, nullptr},
+    {[](const StatsFields* s) { return s->hitsPerHour != 0; },
+     "<a href=\"#hourly\">Hits Per Hour</a>\n", PrintHours, nullptr},
+    // Sections that a request names by keyword.
+    {[](const StatsFields* s) { return s->visitors.show != 0; },
+     "<a href=\"#visitors\">Visitors</a>\n", PrintVisitors, nullptr},
+    ListRow<7>("<a href=\"#pages\">Pages</a>\n"),
+    ListRow<8>(nullptr),
+    ListRow<9>(nullptr),
+    ListRow<10>("<a href=\"#statuscodes\">Status Codes</a>\n"),
+    ListRow<11>("<a href=\"#browserfamilies\">Browser Families</a>\n"),
+    ListRow<12>(nullptr),
+    ListRow<13>("<a href=\"#robots\">Robots</a>\n"),
+};
+constexpr int kPageSectionCount = sizeof kPageSections / sizeof kPageSections[0];
+
 }  // namespace
 
 void ReportSummary(int count, int top, int topIsPercent, int greater, const char* colour,
-                   const char* noun) {
+                   const char* noun, const char* note) {
   if (count == 0) return;
   bool unset = top == -1 && greater == -1;
   bool limited = (top > 0 || greater > 1) && (count > top || topIsPercent) &&
@@ -419,6 +633,7 @@ void ReportSummary(int count, int top, int topIsPercent, int greater, const char
   printf("<b>%ld</b> distinct %s were found.", static_cast<long>(count), noun);
   if (allShown && !unset) printf("  All are shown in the report.");
   if (strcmp(noun, "browsers") == 0) PrintBrowserFamilies();
+  if (note) printf("%s", note);
   printf("</td>\n");
   printf("</tr>\n");
 }
@@ -448,17 +663,19 @@ void display_list(const StatsFields* settings, ItemList* list, int top, int topI
 }
 
 void PrintReportSections(const StatsFields* settings, PassResults* results) {
-  if (settings->requests.show) PrintListSection(settings, results, kTopUrls);
-  if (settings->referrers.show) PrintListSection(settings, results, kTopReferrers);
-  if (settings->search.show) PrintSearchSection(settings, results);
-  if (settings->browsers.show) PrintListSection(settings, results, kBrowsers);
-  if (settings->badUrls.show) PrintListSection(settings, results, kBadUrls);
-  if (settings->badReferrers.show) PrintListSection(settings, results, kBadReferrers);
-  if (settings->domains.show) PrintListSection(settings, results, kDomains);
-  if (settings->domainTypes.show) PrintListSection(settings, results, kDomainTypes);
-  if (settings->dailyTotals) PrintDailyTotals(settings, results);
-  if (settings->hitsPerDayOfWeek) PrintWeekdays(settings, results);
-  if (settings->hitsPerHour) PrintHours(settings, results);
+  for (const PageSection& section : kPageSections) {
+    if (!section.isOn(settings)) continue;
+    if (section.list)
+      PrintListSection(settings, results, *section.list);
+    else
+      section.print(settings, results);
+  }
+}
+
+const char* SectionJumpLink(const StatsFields* settings, int index) {
+  if (index < 0 || index >= kPageSectionCount) return nullptr;
+  const PageSection& section = kPageSections[index];
+  return section.isOn(settings) && section.jumpLink ? section.jumpLink : "";
 }
 
 void PrintMemoryRows(const StatsFields* settings) {
@@ -475,6 +692,11 @@ void PrintMemoryRows(const StatsFields* settings) {
       printf("<tr><td>Memory used to Log bytes read ratio:</td><td>%.2f%%</td></tr>\n", ratio);
     }
   }
+  // The visitor table and the browser classifications are exact, so they
+  // stay outside the ceiling; their size is shown apart.
+  if (AudienceWanted(settings))
+    PrintMemoryStatistic("Visitor and browser state (outside the ceiling)",
+                         static_cast<int32_t>(AudienceMemoryBytes()));
   printf("</table></center><p>\n");
   if (settings->flushToServer) fflush(nullptr);
 }

@@ -13,9 +13,14 @@ struct ItemList;
 // order, each followed by a jump bar.  Sorts the lists it prints.
 void PrintReportSections(const StatsFields* settings, PassResults* results);
 
-// The summary row of a list section; nothing when count is 0.
+// The jump-bar link of the index-th section in page order: "" when that
+// section is off, null past the last section.
+const char* SectionJumpLink(const StatsFields* settings, int index);
+
+// The summary row of a list section; nothing when count is 0.  note, when
+// given, ends the summary.
 void ReportSummary(int count, int top, int topIsPercent, int greater, const char* colour,
-                   const char* noun);
+                   const char* noun, const char* note = nullptr);
 
 // Sorts list by count and writes its rows, cut by top (a count, or a
 // percentage of the entries when topIsPercent) and greater (least count).

@@ -6,9 +6,9 @@
 #include <type_traits>
 
 #include "cgi/cgi_env.h"
-#include "report/frame.h"
 #include "settings/atoi32.h"
 #include "settings/check_params.h"
+#include "settings/extra_text.h"
 #include "settings/stats_fields.h"
 #include "superlog/superlog.h"
 
@@ -232,6 +232,21 @@ const Keyword kKeywords[] = {
     {"referrers", Source::kAny, SetSection<&StatsFields::referrers>},
     {"referrers_top", Source::kAny, SetSectionTop<&StatsFields::referrers>},
     {"referrers_greater", Source::kAny, SetSectionGreater<&StatsFields::referrers>},
+    {"visitors", Source::kAny, SetSection<&StatsFields::visitors>},
+    {"visitors_top", Source::kAny, SetSectionTop<&StatsFields::visitors>},
+    {"visitors_greater", Source::kAny, SetSectionGreater<&StatsFields::visitors>},
+    {"pages", Source::kAny, SetSection<&StatsFields::pages>},
+    {"pages_top", Source::kAny, SetSectionTop<&StatsFields::pages>},
+    {"pages_greater", Source::kAny, SetSectionGreater<&StatsFields::pages>},
+    {"statuscodes", Source::kAny, SetSection<&StatsFields::statusCodes>},
+    {"statuscodes_top", Source::kAny, SetSectionTop<&StatsFields::statusCodes>},
+    {"statuscodes_greater", Source::kAny, SetSectionGreater<&StatsFields::statusCodes>},
+    {"browserfamilies", Source::kAny, SetSection<&StatsFields::browserFamilies>},
+    {"browserfamilies_top", Source::kAny, SetSectionTop<&StatsFields::browserFamilies>},
+    {"browserfamilies_greater", Source::kAny, SetSectionGreater<&StatsFields::browserFamilies>},
+    {"robots", Source::kAny, SetSection<&StatsFields::robots>},
+    {"robots_top", Source::kAny, SetSectionTop<&StatsFields::robots>},
+    {"robots_greater", Source::kAny, SetSectionGreater<&StatsFields::robots>},
     {"base", Source::kAny, SetBase},
     {"fixgmt", Source::kAny, SetFixGmt},
     {"dateformat", Source::kAny, SetDateFormat},

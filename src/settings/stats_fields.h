@@ -53,6 +53,11 @@ struct StatsFields {
   int32_t searchCaseSensitive = 0;
   SectionSetting referrers;
   SectionSetting badReferrers;
+  SectionSetting visitors;
+  SectionSetting pages;
+  SectionSetting statusCodes;
+  SectionSetting browserFamilies;
+  SectionSetting robots;
   int32_t badUrlReferrers = 0;
   int32_t filterReferrers = 0;
   int32_t subdirs = 0;

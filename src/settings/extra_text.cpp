@@ -1,11 +1,11 @@
 // The extra header and footer texts that a site or a request puts around
 // the report.  The texts themselves are owned by the settings record
 // (released by EndLoglanternCleanup); the ranks of their origins live here.
+#include "settings/extra_text.h"
 
 #include <cstdlib>
 #include <cstring>
 
-#include "report/frame.h"
 #include "settings/stats_fields.h"
 
 namespace {

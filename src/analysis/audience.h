@@ -1,0 +1,43 @@
+// The sections that a request names by keyword: visitors and visits, pages
+// with entry and exit pages, status codes, browser families and operating
+// systems, and robots.  Counted in the analysis pass for exactly the hits
+// that the header's requests count.
+#pragma once
+
+#include <cstdint>
+
+struct StatsFields;
+struct PassResults;
+struct LogHit;
+
+// True when any of these sections is on; a pass without them never calls
+// the functions below.
+bool AudienceWanted(const StatsFields* settings);
+
+// Makes the lists of the sections that are on, after the classic lists of
+// the catalogue, and forgets the visitors of an earlier pass.
+void AudienceStart(const StatsFields* settings, PassResults* results);
+
+// Counts one hit.  loggedHost is the host as logged, before any lookup.
+void CountAudienceHit(const StatsFields* settings, const LogHit* hit, const char* loggedHost,
+                      PassResults* results);
+
+// Ends the visits still open (their exit pages and lengths).
+void AudienceFinish(PassResults* results);
+
+// Frees the lists and the state of the pass.
+void AudienceFree(PassResults* results);
+
+// Whether url is a page rather than a file: it ends in '/', has no
+// extension, or one of html, htm, shtml, php, asp, aspx, jsp, cgi, pl
+// (ignoring case; the extension as the file-type filter finds it).
+bool IsPageUrl(const char* url);
+
+// Bytes of the page views of a page's list text, and pages and bytes of a
+// robot family; 0 for texts never counted.
+double PageBytes(const char* page);
+void RobotFigures(const char* family, int32_t* pages, double* bytes);
+
+// Bytes held by the visitor and visit state and the side figures, which
+// are exact and kept outside the memory ceiling.
+long AudienceMemoryBytes();
