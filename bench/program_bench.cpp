@@ -4,7 +4,12 @@
 // from the command line with every section on, and prints lines per second,
 // MB/s and the program's peak memory.
 //
-//   program_bench [path/to/loglantern] [lines]
+//   program_bench [path/to/loglantern] [lines] [word...]
+//
+// Words after the line count are added to the request, so that the cost of
+// sections named by keyword can be set against the classic report:
+//   program_bench build/loglantern 1000000 visitors=1 pages=1,50 statuscodes=1
+//                 browserfamilies=1,30 robots=1,20
 //
 // Without a path the program beside this benchmark's folder is used
 // (build/loglantern for build/bench/program_bench).  The log is written to a
@@ -156,7 +161,8 @@ double Seconds(const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; }
 
 // Runs the program in `folder` with its output to /dev/null.  The CPU time
 // says what one core can do even when other work shares the machine.
-RunTimes RunProgram(const std::string& binary, const std::string& folder) {
+RunTimes RunProgram(const std::string& binary, const std::string& folder,
+                    const std::vector<char*>& extraWords) {
   const char* words[] = {"username=bench", "date=03042024,03102024", "requests=1,50",
                          "referrers=1,50", "search=1,20", "browsers=1,30", "badurls=1,50",
                          "badurl_referrers=1", "badreferrers=1,50", "domains=1,50",
@@ -169,6 +175,7 @@ RunTimes RunProgram(const std::string& binary, const std::string& folder) {
     if (!freopen("/dev/null", "w", stdout)) _exit(126);
     std::vector<char*> argv{const_cast<char*>(binary.c_str())};
     for (const char* w : words) argv.push_back(const_cast<char*>(w));
+    for (char* w : extraWords) argv.push_back(w);
     argv.push_back(nullptr);
     char tz[] = "TZ=UTC";
     char* env[] = {tz, nullptr};
@@ -190,6 +197,7 @@ RunTimes RunProgram(const std::string& binary, const std::string& folder) {
 int main(int argc, char** argv) {
   std::string binary = argc > 1 ? argv[1] : DefaultBinary();
   int lines = argc > 2 ? atoi(argv[2]) : kDefaultLines;
+  std::vector<char*> extraWords(argv + (argc > 3 ? 3 : argc), argv + argc);
   if (binary[0] != '/') {
     char cwd[4096];
     if (getcwd(cwd, sizeof cwd)) binary = std::string(cwd) + "/" + binary;
@@ -206,8 +214,8 @@ int main(int argc, char** argv) {
 
   // The first run scans the log's dates and writes the summary file; the
   // second is the steady state that a site sees day after day.
-  RunTimes first = RunProgram(binary, dir);
-  RunTimes second = RunProgram(binary, dir);
+  RunTimes first = RunProgram(binary, dir, extraWords);
+  RunTimes second = RunProgram(binary, dir, extraWords);
   struct rusage usage;
   getrusage(RUSAGE_CHILDREN, &usage);
   std::string cleanup = "rm -rf '" + dir + "'";
@@ -216,7 +224,9 @@ int main(int argc, char** argv) {
     fprintf(stderr, "the program failed (%s)\n", binary.c_str());
     return 1;
   }
-  printf("whole program, %d lines, %.1f MB, every section on\n", lines, bytes / 1e6);
+  printf("whole program, %d lines, %.1f MB, every classic section on", lines, bytes / 1e6);
+  for (char* w : extraWords) printf(" %s", w);
+  printf("\n");
   printf("first run %.3f s (%.3f s CPU), second run %.3f s (%.3f s CPU)\n", first.wall, first.cpu,
          second.wall, second.cpu);
   double cpu = second.cpu > 0 ? second.cpu : second.wall;
