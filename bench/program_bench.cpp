@@ -3,7 +3,12 @@
 // with it: lines per second of CPU time (user + system, so that other work on
 // a shared machine counts little) and the program's peak memory.
 //
-//   program_bench [options] [path/to/loglantern] [lines]
+//   program_bench [options] [path/to/loglantern] [lines] [word...]
+//
+// Words after the line count join Loglantern's request, so that the cost of
+// the sections named by keyword shows against the classic report:
+//   program_bench --no-analog build/loglantern 1000000 visitors=1 pages=1,50
+//                 statuscodes=1 browserfamilies=1,30 robots=1,20
 //
 //   --runs=N        counted runs of each program (default 3); the median is
 //                   printed
@@ -247,11 +252,14 @@ Run RunProgram(const std::vector<std::string>& words, const std::string& folder)
   return run;
 }
 
-std::vector<std::string> LoglanternWords(const std::string& binary) {
-  return {binary,           "username=bench",   "date=03012024,03312024", "requests=1,50",
+std::vector<std::string> LoglanternWords(const std::string& binary,
+                                         const std::vector<std::string>& extra) {
+  std::vector<std::string> words{binary,           "username=bench",   "date=03012024,03312024", "requests=1,50",
           "referrers=1,50", "search=1,20",      "browsers=1,30",          "badurls=1,50",
           "badurl_referrers=1", "badreferrers=1,50", "domains=1,50",      "domaintypes=1,50",
           "dailytotals=1",  "hitsperdayofweek=1", "hitsperhour=1"};
+  words.insert(words.end(), extra.begin(), extra.end());
+  return words;
 }
 
 // Analog's engines, written from the host fragments and query words that
@@ -297,10 +305,11 @@ struct Options {
   bool analog = true;
   bool distinct = false;
   std::vector<int> ceilings{10000, 20000, 50000, 100000, 200000};
+  std::vector<std::string> extraWords;  // added to Loglantern's request
 };
 
 int Compare(const Options& o, const std::string& dir, long long bytes) {
-  std::vector<std::string> ll = LoglanternWords(o.binary);
+  std::vector<std::string> ll = LoglanternWords(o.binary, o.extraWords);
   std::string analog = o.analog ? FindOnPath("analog") : "";
   std::vector<std::string> an{analog, "-G", "+g" + dir + "/analog.cfg"};
   if (!analog.empty() && !WriteAnalogConfig(dir + "/analog.cfg", dir + "/logs/access.log"))
@@ -353,7 +362,7 @@ int Ceilings(const Options& o, const std::string& dir, long long bytes) {
     if (ceiling) fprintf(conf, "SmartMemoryMaxMemoryToAllocate=%d\n", ceiling);
     fprintf(conf, "user=bench;url=http://www.example.com;logs=logs/*.log;subdirs=1\n");
     fclose(conf);
-    std::vector<std::string> ll = LoglanternWords(o.binary);
+    std::vector<std::string> ll = LoglanternWords(o.binary, o.extraWords);
     if (RunProgram(ll, dir).cpu < 0) return 1;  // summary file for this configuration
     std::vector<double> cpu;
     long peakKb = 0;
@@ -403,6 +412,7 @@ int main(int argc, char** argv) {
   }
   o.binary = positional.size() > 0 ? positional[0] : DefaultBinary();
   if (positional.size() > 1) o.lines = std::max(1, atoi(positional[1].c_str()));
+  if (positional.size() > 2) o.extraWords.assign(positional.begin() + 2, positional.end());
   if (o.binary[0] != '/') {
     char cwd[4096];
     if (getcwd(cwd, sizeof cwd)) o.binary = std::string(cwd) + "/" + o.binary;

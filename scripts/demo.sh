@@ -20,6 +20,7 @@ request=(
   badurls=1,20 badurl_referrers=1 badreferrers=1,20
   domains=1,20 domaintypes=1,20
   dailytotals=1 hitsperdayofweek=1 hitsperhour=1
+  visitors=1 pages=1,20 statuscodes=1 browserfamilies=1,15 robots=1,10
 )
 
 tmp=$(mktemp report.html.XXXXXX)

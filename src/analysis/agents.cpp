@@ -26,7 +26,13 @@ struct AgentsState {
   bool compiled = false;
   CompiledRules browsers, systems, devices;
   pcre2_match_data* match = nullptr;
-  std::unordered_map<std::string, AgentClass> known;
+  struct Known {
+    const std::string* text;  // the key in ids
+    bool classified;
+    AgentClass what;
+  };
+  std::unordered_map<std::string, uint32_t> ids;
+  std::vector<Known> known;
   std::string key;  // the text looked up; its buffer is reused
   long knownBytes = 0;
 };
@@ -128,19 +134,30 @@ AgentClass Classify(const char* agent) {
 
 }  // namespace
 
-const AgentClass& ClassifyAgent(const char* agent) {
-  if (!agent) agent = "";
-  m.key.assign(agent);
-  auto found = m.known.find(m.key);
-  if (found != m.known.end()) return found->second;
-  AgentClass c = Classify(agent);
-  m.knownBytes += static_cast<long>(sizeof(AgentClass) + m.key.size() + 64);
-  return m.known.emplace(m.key, c).first->second;
+uint32_t AgentId(const char* agent) {
+  m.key.assign(agent ? agent : "");
+  auto found = m.ids.find(m.key);
+  if (found != m.ids.end()) return found->second;
+  uint32_t id = static_cast<uint32_t>(m.known.size());
+  auto added = m.ids.emplace(m.key, id).first;
+  m.known.push_back({&added->first, false, {}});
+  m.knownBytes += static_cast<long>(sizeof(AgentsState::Known) + m.key.size() + 64);
+  return id;
+}
+
+const AgentClass& ClassifyAgentId(uint32_t id) {
+  AgentsState::Known& k = m.known[id];
+  if (!k.classified) {
+    k.what = Classify(k.text->c_str());
+    k.classified = true;
+  }
+  return k.what;
 }
 
 long AgentsMemoryBytes() { return m.knownBytes; }
 
 void AgentsReset() {
   m.known.clear();
+  m.ids.clear();
   m.knownBytes = 0;
 }

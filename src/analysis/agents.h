@@ -2,6 +2,8 @@
 // by the user-agent rules of Debian's uap-core package.
 #pragma once
 
+#include <cstdint>
+
 // What one browser text is.  Texts are cut to fit.
 struct AgentClass {
   char browser[64];  // family and major version: "Firefox 115", "Other"
@@ -9,10 +11,15 @@ struct AgentClass {
   char robot[64];    // the crawler's family when the device rules call it a spider, else ""
 };
 
-// Classifies agent (null counts as ""); each distinct text is matched once
-// per run and remembered, outside the memory ceiling.  The first call
-// compiles the rules.  The reference stays valid until AgentsReset.
-const AgentClass& ClassifyAgent(const char* agent);
+// A number for each distinct browser text of the run (null counts as ""),
+// from 0 in order of first sight; remembered outside the memory ceiling.
+uint32_t AgentId(const char* agent);
+
+// Classifies the text of an id; each is matched once per run and the answer
+// remembered.  The first call compiles the rules.  The reference stays
+// valid until the next new text or AgentsReset.
+const AgentClass& ClassifyAgentId(uint32_t id);
+inline const AgentClass& ClassifyAgent(const char* agent) { return ClassifyAgentId(AgentId(agent)); }
 
 // Bytes held by the remembered classifications (the debugging table).
 long AgentsMemoryBytes();

@@ -15,7 +15,9 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "analysis/agents.h"
 #include "analysis/filters.h"
@@ -30,13 +32,23 @@ namespace {
 constexpr ll::time32_t kVisitGap = 30 * 60;  // a longer pause starts a new visit
 constexpr size_t kWorkSize = 244;
 
+// One visitor in the open-addressed visitor table.  The host is kept in the
+// slot when it is short (every IPv4 address), else in hostArena; the hash
+// only finds the slot, the host and agent are always compared, so two
+// visitors are never merged.
 struct Visitor {
-  ll::time32_t visitStart = 0;
-  ll::time32_t last = 0;
-  int32_t lastDay = -1;  // the last day this visitor was counted on
-  bool hasPage = false;  // the open visit has an entry page
-  std::string lastPage;  // the open visit's last page
+  uint64_t hash;  // 0: an empty slot
+  uint32_t agent;
+  uint32_t hostRef;  // offset in hostArena, for hosts longer than kInlineHost
+  ll::time32_t visitStart;
+  ll::time32_t last;
+  int16_t lastDay;  // the last day this visitor was counted on
+  uint8_t hasPage;  // the open visit has an entry page
+  uint8_t hostLength;
+  uint32_t lastPage;  // the open visit's last page, an index of pageNames
+  char inlineHost[20];
 };
+constexpr size_t kInlineHost = sizeof(Visitor{}.inlineHost);
 
 struct SideFigures {
   int32_t pages = 0;
@@ -48,8 +60,12 @@ struct AudienceState {
   bool pagesIgnoreCase = false;
   bool showQuery = false;
   ListInfo* info[7] = {};
-  std::unordered_map<std::string, Visitor> visitorTable;
-  std::unordered_map<std::string, SideFigures> pageFigures;
+  std::vector<Visitor> visitorTable;  // a power of two long, or empty
+  size_t visitorCount = 0;
+  std::vector<char> hostArena;
+  std::unordered_map<std::string, uint32_t> pageIds;
+  std::vector<const std::string*> pageNames;  // keys of pageIds by index
+  std::vector<SideFigures> pageFigures;
   std::unordered_map<std::string, SideFigures> robotFigures;
   long bytes = 0;
   std::string key;  // reused for every lookup
@@ -81,30 +97,106 @@ SideFigures& Side(std::unordered_map<std::string, SideFigures>& table, const cha
   return table.emplace(key, SideFigures{}).first->second;
 }
 
+// The index of a page's list text (a new one for a text not seen yet).
+uint32_t PageIndex(const char* page) {
+  const std::string& key = SideKey(page, m.pagesIgnoreCase);
+  auto found = m.pageIds.find(key);
+  if (found != m.pageIds.end()) return found->second;
+  uint32_t index = static_cast<uint32_t>(m.pageNames.size());
+  auto added = m.pageIds.emplace(key, index).first;
+  m.pageNames.push_back(&added->first);
+  m.pageFigures.push_back({});
+  m.bytes += static_cast<long>(sizeof(SideFigures) + 2 * sizeof(void*) + key.size() + 64);
+  return index;
+}
+
 // Ends a visitor's open visit: its exit page and its length.
 void EndVisit(Visitor& v, PassResults* r) {
   if (m.pages && v.hasPage) {
-    AddTo(&r->exitPages, 2, v.lastPage.c_str(), m.pagesIgnoreCase);
+    AddTo(&r->exitPages, 2, m.pageNames[v.lastPage]->c_str(), m.pagesIgnoreCase);
     ++r->visitEnds;
   }
   r->visitSeconds += static_cast<double>(v.last) - v.visitStart;
-  v.hasPage = false;
+  v.hasPage = 0;
 }
 
-Visitor& FindVisitor(const char* host, const char* agent, bool* isNew) {
-  m.key.assign(host ? host : "");
-  m.key.push_back('\n');  // a host holds no line end, so the pair is unambiguous
-  m.key.append(agent ? agent : "");
-  auto found = m.visitorTable.find(m.key);
-  *isNew = found == m.visitorTable.end();
-  if (!*isNew) return found->second;
-  m.bytes += static_cast<long>(sizeof(Visitor) + m.key.size() + 64);
-  return m.visitorTable.emplace(m.key, Visitor{}).first->second;
+uint64_t VisitorHash(std::string_view host, uint32_t agent) {
+  uint64_t h = std::hash<std::string_view>{}(host) ^ (agent * 0x9E3779B97F4A7C15ULL);
+  h ^= h >> 29;
+  h *= 0xBF58476D1CE4E5B9ULL;
+  h ^= h >> 32;
+  return h ? h : 1;
 }
 
-void CountVisit(const LogHit* hit, const char* host, const char* page, PassResults* r) {
+std::string_view HostOf(const Visitor& v) {
+  const char* text = v.hostLength <= kInlineHost ? v.inlineHost : &m.hostArena[v.hostRef];
+  return {text, v.hostLength};
+}
+
+// Doubles the table (or makes its first 4096 slots).
+void GrowVisitors() {
+  std::vector<Visitor> old;
+  old.swap(m.visitorTable);
+  size_t size = old.empty() ? 4096 : old.size() * 2;
+  m.visitorTable.assign(size, Visitor{});
+  for (const Visitor& v : old) {
+    if (!v.hash) continue;
+    size_t at = v.hash & (size - 1);
+    while (m.visitorTable[at].hash) at = (at + 1) & (size - 1);
+    m.visitorTable[at] = v;
+  }
+  m.bytes += static_cast<long>((size - old.size()) * sizeof(Visitor));
+}
+
+std::string_view HostText(const char* hostText) {
+  std::string_view host(hostText ? hostText : "");
+  return host.size() > 255 ? host.substr(0, 255) : host;  // hosts are cut at 243 before this
+}
+
+// Requests the slot where a visitor's search starts, so that the wait for
+// memory overlaps the hit's other counting.
+uint64_t PrefetchVisitor(const char* hostText, uint32_t agent) {
+  uint64_t hash = VisitorHash(HostText(hostText), agent);
+  if (!m.visitorTable.empty())
+    __builtin_prefetch(&m.visitorTable[hash & (m.visitorTable.size() - 1)]);
+  return hash;
+}
+
+Visitor& FindVisitor(const char* hostText, uint32_t agent, uint64_t hash, bool* isNew) {
+  std::string_view host = HostText(hostText);
+  if ((m.visitorCount + 1) * 2 > m.visitorTable.size()) GrowVisitors();
+  size_t mask = m.visitorTable.size() - 1;
+  size_t at = hash & mask;
+  for (;; at = (at + 1) & mask) {
+    Visitor& v = m.visitorTable[at];
+    if (!v.hash) break;
+    if (v.hash == hash && v.agent == agent && HostOf(v) == host) {
+      *isNew = false;
+      return v;
+    }
+  }
+  *isNew = true;
+  Visitor& v = m.visitorTable[at];
+  v = Visitor{};
+  v.hash = hash;
+  v.agent = agent;
+  v.lastDay = -1;
+  v.hostLength = static_cast<uint8_t>(host.size());
+  if (host.size() <= kInlineHost) {
+    memcpy(v.inlineHost, host.data(), host.size());
+  } else {
+    v.hostRef = static_cast<uint32_t>(m.hostArena.size());
+    m.hostArena.insert(m.hostArena.end(), host.begin(), host.end());
+    m.bytes += static_cast<long>(host.size());
+  }
+  ++m.visitorCount;
+  return v;
+}
+
+void CountVisit(const LogHit* hit, const char* host, uint32_t agent, uint64_t hash,
+                const char* page, uint32_t pageIndex, PassResults* r) {
   bool isNew = false;
-  Visitor& v = FindVisitor(host, hit->agent, &isNew);
+  Visitor& v = FindVisitor(host, agent, hash, &isNew);
   int day = hit->tm.tm_yday;
   if (day < 0 || day >= 366) return;
   // Hits of several log files may arrive out of order: an earlier hit
@@ -133,17 +225,19 @@ void CountVisit(const LogHit* hit, const char* host, const char* page, PassResul
     if (m.pages) {
       if (!v.hasPage) {
         AddTo(&r->entryPages, 1, page, m.pagesIgnoreCase);
-        v.hasPage = true;
+        v.hasPage = 1;
       }
-      v.lastPage.assign(page);
+      v.lastPage = pageIndex;
     }
   }
 }
 
-void CountPage(const LogHit* hit, const char* page, PassResults* r) {
+uint32_t CountPage(const LogHit* hit, const char* page, PassResults* r) {
   AddTo(&r->pages, 0, page, m.pagesIgnoreCase);
   ++r->pageViews;
-  Side(m.pageFigures, page, m.pagesIgnoreCase).bytes += static_cast<uint32_t>(hit->bytes);
+  uint32_t index = PageIndex(page);
+  m.pageFigures[index].bytes += static_cast<uint32_t>(hit->bytes);
+  return index;
 }
 
 // The hit's page text as Top URLs would list it, or null for a file.
@@ -185,14 +279,18 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
 
 void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedHost,
                       PassResults* r) {
+  bool byAgent = m.families || m.visitors || m.pages || m.robots;
+  uint32_t agentId = byAgent ? AgentId(hit->agent) : 0;
+  uint64_t visitorHash = m.visitors || m.pages ? PrefetchVisitor(loggedHost, agentId) : 0;
   if (m.statusCodes) {
     char code[16];
     snprintf(code, sizeof code, "%d", static_cast<int>(hit->status));
     AddTo(&r->statusCodes, 3, code);
     ++r->statusHits;
   }
+  if (!byAgent) return;
   const AgentClass* agent = nullptr;
-  if (m.families || m.robots) agent = &ClassifyAgent(hit->agent);
+  if (m.families || m.robots) agent = &ClassifyAgentId(agentId);
   if (m.families) {
     AddTo(&r->browserFamilies, 4, agent->browser);
     AddTo(&r->operatingSystems, 5, agent->system);
@@ -208,12 +306,13 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     f.bytes += static_cast<uint32_t>(hit->bytes);
     return;  // people only from here on
   }
-  if (m.pages && page) CountPage(hit, page, r);
-  if (m.visitors || m.pages) CountVisit(hit, loggedHost, page, r);
+  uint32_t pageIndex = m.pages && page ? CountPage(hit, page, r) : 0;
+  CountVisit(hit, loggedHost, agentId, visitorHash, page, pageIndex, r);
 }
 
 void AudienceFinish(PassResults* r) {
-  for (auto& entry : m.visitorTable) EndVisit(entry.second, r);
+  for (Visitor& v : m.visitorTable)
+    if (v.hash) EndVisit(v, r);
 }
 
 void AudienceFree(PassResults* r) {
@@ -224,6 +323,10 @@ void AudienceFree(PassResults* r) {
   }
   for (ListInfo*& info : m.info) info = nullptr;
   m.visitorTable = {};
+  m.visitorCount = 0;
+  m.hostArena = {};
+  m.pageIds = {};
+  m.pageNames = {};
   m.pageFigures = {};
   m.robotFigures = {};
   m.bytes = 0;
@@ -243,8 +346,8 @@ bool IsPageUrl(const char* url) {
 }
 
 double PageBytes(const char* page) {
-  auto found = m.pageFigures.find(SideKey(page, m.pagesIgnoreCase));
-  return found == m.pageFigures.end() ? 0 : found->second.bytes;
+  auto found = m.pageIds.find(SideKey(page, m.pagesIgnoreCase));
+  return found == m.pageIds.end() ? 0 : m.pageFigures[found->second].bytes;
 }
 
 void RobotFigures(const char* family, int32_t* pages, double* bytes) {

@@ -29,7 +29,9 @@ const SECTION_TITLES = [
   'Top URLs Requested', 'Top Referrers To Your Site', 'Search Phrases',
   'Most Common Browsers', 'Bad URLs', 'Bad Referrers', 'User Domain Analysis',
   'Types Of Domains', 'Daily Totals', 'Hits Per Day of Week', 'Hits Per Hour',
+  'Visitors and Visits', 'Pages', 'Status Codes', 'Browser Families', 'Robots',
 ];
+const NEW_SECTIONS = ['visitors', 'pages', 'statuscodes', 'browserfamilies', 'robots'];
 const LIST_SECTIONS = ['requests', 'referrers', 'search', 'browsers', 'badurls',
   'badreferrers', 'domains', 'domaintypes'];
 const FORM_FIELDS = [
@@ -39,7 +41,7 @@ const FORM_FIELDS = [
   'search_casesensitive', 'badurl_referrers', 'dailytotals', 'hitsperdayofweek',
   'hitsperhour', 'filter_domains', 'filter_referrers', 'filter_filetypes',
   'authrealm', 'authuser', 'title', 'dnslookupenabled', 'flushtoserver',
-  'smartmemorydisabled',
+  'smartmemorydisabled', ...NEW_SECTIONS,
 ];
 const SECURITY_HEADERS = {
   'content-security-policy': /default-src 'none'/,
@@ -218,7 +220,7 @@ describe('report request form', () => {
     // Defaults: the whole site, every section, the last 30 days.
     assert.equal(await page.inputValue('#find'), '/');
     assert.ok(await page.isChecked('#subdirs'));
-    for (const s of [...LIST_SECTIONS, 'dailytotals', 'hitsperdayofweek', 'hitsperhour']) {
+    for (const s of [...LIST_SECTIONS, 'dailytotals', 'hitsperdayofweek', 'hitsperhour', ...NEW_SECTIONS]) {
       assert.ok(await page.isChecked(`#${s}`), `${s} is on by default`);
     }
     const start = new Date(Number(await page.inputValue('#sy')), Number(await page.inputValue('#sm')) - 1,
@@ -301,6 +303,7 @@ describe('report', () => {
     const response = await submitForm(page, {
       username: 'sample', password: 'sample',
       sm: '03', sd: '01', sy: '2024', em: '03', ed: '31', ey: '2024',
+      ...Object.fromEntries(NEW_SECTIONS.map((s) => [s, true])),
     });
     assert.equal(response.status(), 200);
     assertSecurityHeaders(response.headers(), 'report');

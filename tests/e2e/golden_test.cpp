@@ -89,6 +89,22 @@ std::map<std::string, std::string> SiteFiles(const std::string& config = kSiteCo
   return {{"loglantern.conf", config}, {"networks.txt", kNetworks}, {"logs/access.log", kSiteLog}};
 }
 
+// The site's log and a second one with a crawler, a redirect, a server
+// error and a visitor who comes back after exactly 30 minutes and later.
+std::map<std::string, std::string> SiteFilesWithRobots() {
+  auto files = SiteFiles();
+  files["logs/more.log"] =
+      "10.0.0.9 - - [02/Jan/2024:08:00:00 +0000] \"GET /docs/ HTTP/1.0\" 200 800 \"-\" \"Lynx/2.8\"\n"
+      "10.0.0.9 - - [02/Jan/2024:08:30:00 +0000] \"GET /old HTTP/1.0\" 301 0 \"-\" \"Lynx/2.8\"\n"
+      "10.0.0.9 - - [02/Jan/2024:09:30:00 +0000] \"GET /cgi/run.cgi HTTP/1.0\" 500 90 \"-\" \"Lynx/2.8\"\n"
+      "66.249.66.1 - - [02/Jan/2024:10:00:00 +0000] \"GET /index.html HTTP/1.0\" 200 1000 \"-\" "
+      "\"Mozilla/5.0 (compatible; Googlebot/2.1; +http://www.google.com/bot.html)\"\n";
+  return files;
+}
+
+const std::vector<std::string> kNewSections = {"visitors=1", "pages=1", "statuscodes=1",
+                                               "browserfamilies=1", "robots=1"};
+
 // 2,112 requests: three popular pages, then 2,100 pages asked for once,
 // more distinct URLs than a 500K memory ceiling holds.
 std::string ManyUrlsLog() {
@@ -136,6 +152,8 @@ std::vector<Scenario> Scenarios() {
   const std::string range = "date=01012024,01022024";
   std::vector<Scenario> s;
   s.push_back(Cli("all_sections", SiteFiles(), Words({"username=ann", range}, kEverySection)));
+  s.push_back(Cli("new_sections", SiteFilesWithRobots(),
+                  Words(Words({"username=ann", range}, kEverySection), kNewSections)));
   s.push_back(Cgi("sections_off_cgi",
                   SiteFiles(std::string(kSiteConfig) + "ExtraHeader=<p>Header from the site</p>\n"),
                   "username=ann&date=01012024%2C01022024&filter_filetypes=gif"
