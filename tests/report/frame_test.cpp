@@ -25,47 +25,32 @@ void SetPath(ll::FixedText<N>* field, const std::string& path) {
   field->set(path.data(), path.size());
 }
 
-std::string Commas(uint32_t plain, uint32_t high, uint32_t low) {
-  char buf[26];
-  memset(buf, 'x', sizeof buf);
-  FormatWithCommas(buf, plain, high, low);
-  return buf;
-}
-
-std::string Suffix(uint32_t high, uint32_t low) {
-  CaptureStdout out;
-  PrintMbGbSuffix(high, low);
-  return out.Finish();
-}
-
-TEST(FormatWithCommas, GroupsDigitsInThreesFromTheRight) {
-  EXPECT_EQ(Commas(0, 0, 0), "0");
-  EXPECT_EQ(Commas(7, 0, 0), "7");
-  EXPECT_EQ(Commas(123, 0, 0), "123");
-  EXPECT_EQ(Commas(1000, 0, 0), "1,000");
-  EXPECT_EQ(Commas(123456, 0, 0), "123,456");
-  EXPECT_EQ(Commas(1234567, 0, 0), "1,234,567");
-  EXPECT_EQ(Commas(4294967295u, 0, 0), "4,294,967,295");
-}
-
-TEST(FormatWithCommas, ReadsTheTwoWordCounterWhenThePlainNumberIsZero) {
-  EXPECT_EQ(Commas(0, 1, 5), "1,000,000,005");
-  EXPECT_EQ(Commas(0, 0, 999999999), "999,999,999");
-  // A plain number wins over the counter.
-  EXPECT_EQ(Commas(42, 1, 5), "42");
-  // The longest text fills the documented 26 bytes exactly.
-  std::string longest = Commas(0, 4294967295u, 999999999);
-  EXPECT_EQ(longest, "4,294,967,295,999,999,999");
-  EXPECT_EQ(longest.size(), 25u);
-}
-
-TEST(PrintMbGbSuffix, SwitchesAtHalfAMegabyteAndAtOneGigabyte) {
-  EXPECT_EQ(Suffix(0, 0), "");
-  EXPECT_EQ(Suffix(0, 524287), "");
-  EXPECT_EQ(Suffix(0, 524288), " (0.5 MB)");
-  EXPECT_EQ(Suffix(0, 1073741823), " (1024.0 MB)");
-  EXPECT_EQ(Suffix(1, 73741824), " (1.0 GB)");  // 1,073,741,824
-  EXPECT_EQ(Suffix(5, 0), " (4.7 GB)");
+TEST(NumberTexts, CommasEveryThreeDigitsAndSizeSuffixes) {
+  const struct {
+    uint32_t plain, high, low;
+    const char* text;
+  } commas[] = {
+      {0, 0, 0, "0"}, {7, 0, 0, "7"}, {123, 0, 0, "123"}, {1000, 0, 0, "1,000"}, {123456, 0, 0, "123,456"},
+      {4294967295u, 0, 0, "4,294,967,295"}, {0, 1, 5, "1,000,000,005"}, {0, 0, 999999999, "999,999,999"},
+      {42, 1, 5, "42"},  // a plain number wins over the two-word counter
+      {0, 4294967295u, 999999999, "4,294,967,295,999,999,999"},  // fills the 26 bytes
+  };
+  for (const auto& c : commas) {
+    char buf[26];
+    memset(buf, 'x', sizeof buf);
+    FormatWithCommas(buf, c.plain, c.high, c.low);
+    EXPECT_STREQ(buf, c.text);
+  }
+  const struct {
+    uint32_t high, low;
+    const char* text;
+  } suffixes[] = {{0, 0, ""}, {0, 524287, ""}, {0, 524288, " (0.5 MB)"}, {0, 1073741823, " (1024.0 MB)"},
+                  {1, 73741824, " (1.0 GB)"}, {5, 0, " (4.7 GB)"}};
+  for (const auto& c : suffixes) {
+    CaptureStdout out;
+    PrintMbGbSuffix(c.high, c.low);
+    EXPECT_EQ(out.Finish(), c.text) << c.high << " " << c.low;
+  }
 }
 
 class FrameTest : public ::testing::Test {
@@ -112,62 +97,42 @@ class FrameTest : public ::testing::Test {
 };
 
 TEST_F(FrameTest, HeadWarnsAboutRemoteDebuggingExceptOnItsOwnPage) {
-  std::string plain;
-  {
+  const std::string plain =
+      "<html>\n<head>\n<title>Web Site Analysis</title>\n</head>\n\n\n\n\n<body bgcolor=\"#FFFFFF\" text=\"#000000\">\n";
+  const std::string warning =
+      "<b><blink>Warning!  Remote debugging is enabled!</blink></b><br>Please remember to edit the Loglantern "
+      "configuration file to disable remote debugging when it is no longer needed.<p>";
+  const std::pair<int, std::string> cases[] = {{0, plain}, {1, plain + warning}, {2, plain}};
+  for (const auto& [debug, page] : cases) {
+    settings_.remoteDebugEnabled = debug > 0;
+    if (debug == 2) settings_.runMode = kRunRemoteDebug;
     CaptureStdout out;
     PrintHead(&settings_, &env_);
-    plain = out.Finish();
-  }
-  EXPECT_EQ(plain,
-            "<html>\n<head>\n<title>Web Site Analysis</title>\n</head>\n\n\n\n\n"
-            "<body bgcolor=\"#FFFFFF\" text=\"#000000\">\n");
-
-  settings_.remoteDebugEnabled = 1;
-  std::string warned;
-  {
-    CaptureStdout out;
-    PrintHead(&settings_, &env_);
-    warned = out.Finish();
-  }
-  EXPECT_EQ(warned, plain +
-                        "<b><blink>Warning!  Remote debugging is enabled!</blink></b><br>"
-                        "Please remember to edit the Loglantern configuration file to disable "
-                        "remote debugging when it is no longer needed.<p>");
-
-  settings_.runMode = kRunRemoteDebug;
-  CaptureStdout out;
-  PrintHead(&settings_, &env_);
-  EXPECT_EQ(out.Finish(), plain);
-}
-
-TEST_F(FrameTest, RangeIsWrittenInEachOfTheSixDateOrders) {
-  const char* orders[] = {"DMY", "DYM", "MDY", "MYD", "YDM", "YMD"};
-  const char* expected[] = {
-      "15/12/1998 - 15/01/1999", "15/1998/12 - 15/1999/01", "12/15/1998 - 01/15/1999",
-      "12/1998/15 - 01/1999/15", "1998/15/12 - 1999/15/01", "1998/12/15 - 1999/01/15",
-  };
-  for (int i = 0; i < 6; ++i) {
-    SuperLog_SetDateFormat(orders[i], kSourceForm);
-    std::string row = std::string("<b>Date Range Analyzed:</b></td><td width=\"50%\">") +
-                      expected[i] + "</td>\n";
-    EXPECT_NE(Header().find(row), std::string::npos) << orders[i];
+    EXPECT_EQ(out.Finish(), page);
   }
 }
 
-TEST_F(FrameTest, ShortDateTextsPrintNoStrayBytes) {
-  settings_.dateStart.set("1900");  // what no date fields at all give
-  settings_.dateEnd.set("1900");
-  SuperLog_SetDateFormat("YMD", kSourceForm);
-  std::string page = Header();
-  EXPECT_NE(page.find(">/19/00 - /19/00</td>"), std::string::npos);
-  EXPECT_EQ(page.find('\0'), std::string::npos);
-}
-
-TEST_F(FrameTest, DateOfReportFollowsTheDateOrder) {
+TEST_F(FrameTest, RangeAndDateOfReportFollowTheDateOrder) {
   ReportStartTime = 915202800;  // 1 Jan 1999 15:00 UTC
-  EXPECT_NE(Header().find(">January 01, 1999 at 03:00 PM</td>\n"), std::string::npos);
-  SuperLog_SetDateFormat("DMY", kSourceForm);
-  EXPECT_NE(Header().find(">01 January 1999 at 15:00 (03:00 PM)</td>\n"), std::string::npos);
+  const struct {
+    const char* order;
+    const char* start;  // "1900" is what no date fields at all give
+    const char* range;
+  } cases[] = {
+      {"DMY", "12151998", ">15/12/1998 - 15/01/1999</td>\n"}, {"DYM", "12151998", ">15/1998/12 - 15/1999/01</td>\n"},
+      {"MDY", "12151998", ">12/15/1998 - 01/15/1999</td>\n"}, {"MYD", "12151998", ">12/1998/15 - 01/1999/15</td>\n"},
+      {"YDM", "12151998", ">1998/15/12 - 1999/15/01</td>\n"}, {"YMD", "12151998", ">1998/12/15 - 1999/01/15</td>\n"},
+      {"YMD", "1900", ">/19/00 - 1999/01/15</td>\n"},
+  };
+  for (const auto& c : cases) {
+    SuperLog_SetDateFormat(c.order, kSourceForm);
+    settings_.dateStart.set(c.start);
+    const std::string page = Header();
+    EXPECT_NE(page.find(c.range), std::string::npos) << c.order;
+    EXPECT_EQ(page.find('\0'), std::string::npos);
+    EXPECT_NE(page.find(strcmp(c.order, "MDY") ? ">01 January 1999 at 15:00 (03:00 PM)</td>\n"
+                                               : ">January 01, 1999 at 03:00 PM</td>\n"), std::string::npos) << c.order;
+  }
 }
 
 TEST_F(FrameTest, OptionalRowsAppearOnlyWhenSet) {
