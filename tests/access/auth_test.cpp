@@ -1,6 +1,5 @@
 // Account authentication: internal addresses, account passwords and the
 // passwords file.
-#include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 #include <crypt.h>
@@ -11,8 +10,7 @@
 
 #include "access/auth.h"
 #include "analysis/dns_cache.h"
-#include "driver/run_in_child.h"
-#include "settings/settings_fixture.h"
+#include "support/fixtures.h"
 
 namespace {
 

@@ -1,5 +1,4 @@
 // The analysis pass, run in-process over small logs: which hits count where.
-#include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 
@@ -13,26 +12,14 @@
 #include "analysis/analysis.h"
 #include "analysis/dns_cache.h"
 #include "analysis/filters.h"
-#include "analysis/smart_memory.h"
-#include "base/globals.h"
-#include "cgi/cgi_env.h"
-#include "report/frame.h"
 #include "report/sections.h"
-#include "settings/stats_fields.h"
-#include "superlog/superlog.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 
 using testing_support::CaptureStdout;
 using testing_support::TempDir;
 using testing_support::WriteFile;
-
-// Stores a path in a settings field (cut at the field's width).
-template <size_t N>
-void SetPath(ll::FixedText<N>* field, const std::string& path) {
-  field->set(path.data(), path.size());
-}
 
 // One combined-format line; an empty referrer or agent is written as "-".
 std::string Line(const std::string& host, const std::string& stamp, const std::string& url,
@@ -58,37 +45,29 @@ char* ScriptedLookup(uint32_t address, void* context) {
   return it == script->names.end() ? nullptr : strdup(it->second.c_str());
 }
 
-class PassTest : public ::testing::Test {
+class PassTest : public SettingsTest {
  protected:
   void SetUp() override {
-    initialize(&settings_, &env_);
-    ResetGlobalsForTesting();
-    SuperLog_ResetForTesting();
-    smart_memory_reset_for_testing();
+    SettingsTest::SetUp();
     AnalysisResetForTesting();
-    ResetExtraTextRanksForTesting();
     ReverseResolver resolver{ScriptedLookup, &names_};
     SetReverseResolver(&resolver);
-    settings_.title.set("Web Site Analysis");
-    settings_.url.set("http://www.example.org");
-    settings_.imagePath.set("/img");
-    settings_.find.set("/");
-    settings_.subdirs = 1;
-    settings_.dateStart.set("01012024");
-    settings_.dateEnd.set("01022024");
-    SetPath(&settings_.logs, dir_.file("*.log"));
+    ReportDefaults();
+    settings.subdirs = 1;
+    settings.dateStart.set("01012024");
+    settings.dateEnd.set("01022024");
+    settings.logs.set(dir_.file("*.log").c_str());
   }
   void TearDown() override {
     SetReverseResolver(nullptr);
-    SuperLog_ResetForTesting();
-    ResetGlobalsForTesting();
+    SettingsTest::TearDown();
   }
 
   void Log(const std::string& lines) { WriteFile(dir_.file("access.log"), lines); }
 
   std::string Run() {
     CaptureStdout out;
-    do_bigass_analysis(&settings_, &env_);
+    do_bigass_analysis(&settings, &env);
     return out.Finish();
   }
 
@@ -97,8 +76,6 @@ class PassTest : public ::testing::Test {
 
   TempDir dir_;
   ScriptedNames names_;
-  StatsFields settings_;
-  CgiEnv env_;
 };
 
 // A log of a few lines, the settings that differ from the fixture's, and
@@ -190,7 +167,7 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
     SetUp();
     names_.questions = 0;
     Log(c.log);
-    c.set(settings_);
+    c.set(settings);
     const std::string page = Run();
     const std::string what = c.log.substr(0, 60);
     EXPECT_EQ(TotalHits(), c.hits) << what;

@@ -1,15 +1,9 @@
 #include "report/errors.h"
 
-#include <gtest/gtest.h>
-
 #include <regex>
 #include <string>
 
-#include "cgi/cgi_env.h"
-#include "driver/run_in_child.h"
-#include "report/frame.h"
-#include "settings/stats_fields.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 
@@ -17,10 +11,10 @@ using front_test::RunInChild;
 using testing_support::ReadFile;
 using testing_support::TempDir;
 
-class ErrorPageTest : public ::testing::Test {
+class ErrorPageTest : public SettingsTest {
  protected:
   void SetUp() override {
-    initialize(&settings, &env);
+    SettingsTest::SetUp();
     settings.configFile.set("/etc/ll.conf");
     settings.userPasswords.set("/etc/ll.pw");
     settings.username.set("ann");
@@ -29,8 +23,6 @@ class ErrorPageTest : public ::testing::Test {
   front_test::ChildResult Raise(int number) {
     return RunInChild([&] { ServerError(number, &env, &settings); });
   }
-  StatsFields settings;
-  CgiEnv env;
 };
 
 TEST_F(ErrorPageTest, Error1IsAWholePageWithTheAdministratorsAddress) {

@@ -1,29 +1,16 @@
 // The page frame: number formatters, head, header block, jump bar, footer.
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "analysis/list.h"
-#include "base/globals.h"
-#include "cgi/cgi_env.h"
-#include "report/frame.h"
-#include "settings/stats_fields.h"
-#include "superlog/superlog.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 
 using testing_support::CaptureStdout;
 using testing_support::TempDir;
 using testing_support::WriteFile;
-
-// Stores a path in a settings field (cut at the field's width).
-template <size_t N>
-void SetPath(ll::FixedText<N>* field, const std::string& path) {
-  field->set(path.data(), path.size());
-}
 
 TEST(NumberTexts, CommasEveryThreeDigitsAndSizeSuffixes) {
   const struct {
@@ -53,30 +40,18 @@ TEST(NumberTexts, CommasEveryThreeDigitsAndSizeSuffixes) {
   }
 }
 
-class FrameTest : public ::testing::Test {
+class FrameTest : public SettingsTest {
  protected:
   void SetUp() override {
-    initialize(&settings_, &env_);
-    ResetGlobalsForTesting();
-    SuperLog_ResetForTesting();
-    ResetExtraTextRanksForTesting();
-    settings_.imagePath.set("/img");
-    settings_.title.set("Web Site Analysis");
-    settings_.url.set("http://www.example.org");
-    settings_.find.set("/");
-    settings_.dateStart.set("12151998");
-    settings_.dateEnd.set("01151999");
-  }
-  void TearDown() override {
-    free(settings_.extraHeader);
-    free(settings_.extraFooter);
-    SuperLog_ResetForTesting();
-    ResetGlobalsForTesting();
+    SettingsTest::SetUp();
+    ReportDefaults();
+    settings.dateStart.set("12151998");
+    settings.dateEnd.set("01151999");
   }
 
   std::string Header(uint32_t requests = 0, uint32_t low = 0, uint32_t high = 0) {
     CaptureStdout out;
-    DisplayHeader(&settings_, requests, low, high);
+    DisplayHeader(&settings, requests, low, high);
     return out.Finish();
   }
 
@@ -85,15 +60,13 @@ class FrameTest : public ::testing::Test {
   void OpenOneLogInRange() {
     WriteFile(dir_.file("access.log"),
               "1.2.3.4 - - [20/Dec/1998:10:00:00 +0000] \"GET / HTTP/1.0\" 200 100\n");
-    SetPath(&settings_.logs, dir_.file("*.log"));
-    SuperLog_Init(&settings_, 913680000, 916444799);  // 15 Dec 1998 .. 15 Jan 1999, UTC
+    settings.logs.set(dir_.file("*.log").c_str());
+    SuperLog_Init(&settings, 913680000, 916444799);  // 15 Dec 1998 .. 15 Jan 1999, UTC
     ASSERT_TRUE(SuperLog_NextLogFile());
     SuperLog_NextLogFile_Done();
   }
 
   TempDir dir_;
-  StatsFields settings_;
-  CgiEnv env_;
 };
 
 TEST_F(FrameTest, HeadWarnsAboutRemoteDebuggingExceptOnItsOwnPage) {
@@ -104,10 +77,10 @@ TEST_F(FrameTest, HeadWarnsAboutRemoteDebuggingExceptOnItsOwnPage) {
       "configuration file to disable remote debugging when it is no longer needed.<p>";
   const std::pair<int, std::string> cases[] = {{0, plain}, {1, plain + warning}, {2, plain}};
   for (const auto& [debug, page] : cases) {
-    settings_.remoteDebugEnabled = debug > 0;
-    if (debug == 2) settings_.runMode = kRunRemoteDebug;
+    settings.remoteDebugEnabled = debug > 0;
+    if (debug == 2) settings.runMode = kRunRemoteDebug;
     CaptureStdout out;
-    PrintHead(&settings_, &env_);
+    PrintHead(&settings, &env);
     EXPECT_EQ(out.Finish(), page);
   }
 }
@@ -126,7 +99,7 @@ TEST_F(FrameTest, RangeAndDateOfReportFollowTheDateOrder) {
   };
   for (const auto& c : cases) {
     SuperLog_SetDateFormat(c.order, kSourceForm);
-    settings_.dateStart.set(c.start);
+    settings.dateStart.set(c.start);
     const std::string page = Header();
     EXPECT_NE(page.find(c.range), std::string::npos) << c.order;
     EXPECT_EQ(page.find('\0'), std::string::npos);
@@ -141,10 +114,10 @@ TEST_F(FrameTest, OptionalRowsAppearOnlyWhenSet) {
   EXPECT_EQ(bare.find("Ignore Requests"), std::string::npos);
   EXPECT_EQ(bare.find("Omit Requests"), std::string::npos);
 
-  settings_.authRealm.set("staff");
-  settings_.authUser.set("ann");
-  settings_.filterDomains.set("example.com");
-  settings_.filterFileTypes.set("gif,jpg");
+  settings.authRealm.set("staff");
+  settings.authUser.set("ann");
+  settings.filterDomains.set("example.com");
+  settings.filterFileTypes.set("gif,jpg");
   std::string page = Header();
   // The optional rows carry no line end inside the row.
   EXPECT_NE(page.find("<tr>\n<td width=\"50%\"><b>For Authenticated Realm:</b></td>"
@@ -176,14 +149,14 @@ TEST_F(FrameTest, MemoryWarningNamesEveryCutListInCatalogueOrder) {
                       "Top URLs<br>\nGoogle Search Phrases<br>\n</td>\n</tr>\n"),
             std::string::npos);
 
-  settings_.smartMemoryEnabled = 0;
+  settings.smartMemoryEnabled = 0;
   EXPECT_EQ(Header().find("Warning:"), std::string::npos);
   gListInfo = ListCatalogue{};
 }
 
 TEST_F(FrameTest, FooterShowsMinutesAndSecondsOfTheElapsedTime) {
   CaptureStdout out;
-  PrintFooter(&settings_, 3725);  // 1 h 2 min 5 s: the hours are dropped
+  PrintFooter(&settings, 3725);  // 1 h 2 min 5 s: the hours are dropped
   EXPECT_EQ(out.Finish().rfind("\n\n<p><hr noshade><p>\n\n<font size=\"-1\">Time required to "
                                "generate report = 02:05 (minutes:seconds).<br>\n",
                                0),

@@ -1,27 +1,21 @@
 #include "report/info_pages.h"
 
-#include <gtest/gtest.h>
 #include <sys/utsname.h>
 
 #include <string>
 
-#include "cgi/cgi_env.h"
-#include "driver/run_in_child.h"
-#include "settings/stats_fields.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 
 using front_test::RunInChild;
 
-class InfoPageTest : public ::testing::Test {
+class InfoPageTest : public SettingsTest {
  protected:
   void SetUp() override {
-    initialize(&settings, &env);
+    SettingsTest::SetUp();
     env.SCRIPT_NAME.set("/cgi-bin/loglantern");
   }
-  StatsFields settings;
-  CgiEnv env;
 };
 
 TEST_F(InfoPageTest, UsageTextByteForByte) {

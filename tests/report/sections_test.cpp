@@ -1,43 +1,29 @@
 // The report sections where the golden pages show one case of several:
 // summary sentences, row limits and links, daily totals across a year's end,
 // memory rows.
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <ctime>
 #include <string>
 #include <vector>
 
-#include "analysis/list.h"
-#include "analysis/smart_memory.h"
-#include "base/globals.h"
-#include "cgi/cgi_env.h"
 #include "report/sections.h"
-#include "settings/stats_fields.h"
-#include "superlog/superlog.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 
 using testing_support::CaptureStdout;
 
-class SectionsTest : public ::testing::Test {
+class SectionsTest : public SettingsTest {
  protected:
   void SetUp() override {
-    initialize(&settings_, &env_);
-    ResetGlobalsForTesting();
-    SuperLog_ResetForTesting();
-    smart_memory_reset_for_testing();
-    smart_memory_init(&settings_);
-    settings_.url.set("http://www.example.org");
-    settings_.imagePath.set("/img");
+    SettingsTest::SetUp();
+    ReportDefaults();
     init_list(&list_, &info_, "Test");
   }
   void TearDown() override {
     destroy(list_);
-    destroyListInfo();
-    SuperLog_ResetForTesting();
-    ResetGlobalsForTesting();
+    SettingsTest::TearDown();
   }
   void Count(const char* text, int times) {
     for (int i = 0; i < times; ++i) add_item(&list_, info_, text, nullptr, nullptr, 0);
@@ -48,8 +34,6 @@ class SectionsTest : public ::testing::Test {
     return static_cast<ll::time32_t>(timegm(&tm));
   }
 
-  StatsFields settings_;
-  CgiEnv env_;
   ItemList* list_ = nullptr;
   ListInfo* info_ = nullptr;
 };
@@ -98,7 +82,7 @@ TEST_F(SectionsTest, RowsStopAtGreaterOrTopAndLinkOnlyRealAbsoluteUrls) {
   Count("gopher://old.example/", 4);        // scheme of 6: a path
   auto rows = [&](int top, int pct, int greater) {
     CaptureStdout out;
-    display_list(&settings_, list_, top, pct, greater, "requests", 66);
+    display_list(&settings, list_, top, pct, greater, "requests", 66);
     return out.Finish();
   };
   auto count = [](const std::string& text) {
@@ -138,7 +122,7 @@ TEST_F(SectionsTest, DailyTotalsWrapAtTheYearsLastDayInTheDateOrder) {
   for (const auto& c : cases) {
     TearDown();
     SetUp();
-    settings_.dailyTotals = 1;
+    settings.dailyTotals = 1;
     SuperLog_SetDateFormat(c.order, kSourceForm);
     PassResults results;
     results.rangeFirst = Utc(c.first[0], c.first[1], c.first[2]);
@@ -148,7 +132,7 @@ TEST_F(SectionsTest, DailyTotalsWrapAtTheYearsLastDayInTheDateOrder) {
     if (c.first[0] == 2000) results.dailyCounts[363] = 0, results.dailyCounts[364] = 2;
     results.dailyHits = 7;
     CaptureStdout out;
-    PrintReportSections(&settings_, &results);
+    PrintReportSections(&settings, &results);
     const std::string page = out.Finish();
     size_t at = 0;
     for (const std::string& row : c.rows) {
@@ -161,15 +145,15 @@ TEST_F(SectionsTest, DailyTotalsWrapAtTheYearsLastDayInTheDateOrder) {
 }
 
 TEST_F(SectionsTest, MemoryRowsShowSettingsStatisticsAndRatio) {
-  settings_.smartMemoryMaxMemory = 600;
+  settings.smartMemoryMaxMemory = 600;
   gSM_CurrentBytesAllocated = 2560;
   gSM_TotalBytesAllocated = 1234567;
   gSM_MaximumBytesAllocated = 4096;
   std::string rows;
   for (int enabled : {1, 0}) {
-    settings_.smartMemoryEnabled = enabled;  // off: the table is closed all the same
+    settings.smartMemoryEnabled = enabled;  // off: the table is closed all the same
     CaptureStdout out;
-    PrintMemoryRows(&settings_);
+    PrintMemoryRows(&settings);
     rows += out.Finish();
   }
   // No log was read in this process: the ratio's base is 0.

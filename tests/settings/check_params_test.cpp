@@ -1,12 +1,9 @@
 #include "settings/check_params.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
-#include "driver/run_in_child.h"
-#include "settings/settings_fixture.h"
+#include "support/fixtures.h"
 
 namespace {
 

@@ -1,13 +1,10 @@
 #include "settings/config_file.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <string>
 
-#include "driver/run_in_child.h"
-#include "settings/settings_fixture.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 

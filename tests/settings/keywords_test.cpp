@@ -1,10 +1,8 @@
 #include "settings/keywords.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
 
-#include "settings/settings_fixture.h"
+#include "support/fixtures.h"
 
 namespace {
 
