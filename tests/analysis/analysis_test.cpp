@@ -1,37 +1,26 @@
 // The analysis pass, run in-process over small logs: which hits count where.
-#include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <string>
 
 #include "analysis/analysis.h"
 #include "driver/analyze_logs.h"
 #include "analysis/dns_cache.h"
-#include "analysis/smart_memory.h"
-#include "base/globals.h"
-#include "cgi/cgi_env.h"
-#include "report/frame.h"
+#include "analysis/filters.h"
 #include "report/sections.h"
-#include "settings/stats_fields.h"
-#include "superlog/superlog.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 
 using testing_support::CaptureStdout;
 using testing_support::TempDir;
 using testing_support::WriteFile;
-
-// Stores a path in a settings field (cut at the field's width).
-template <size_t N>
-void SetPath(ll::FixedText<N>* field, const std::string& path) {
-  field->set(path.data(), path.size());
-}
 
 // One combined-format line; an empty referrer or agent is written as "-".
 std::string Line(const std::string& host, const std::string& stamp, const std::string& url,
@@ -57,37 +46,29 @@ char* ScriptedLookup(uint32_t address, void* context) {
   return it == script->names.end() ? nullptr : strdup(it->second.c_str());
 }
 
-class PassTest : public ::testing::Test {
+class PassTest : public SettingsTest {
  protected:
   void SetUp() override {
-    initialize(&settings_, &env_);
-    ResetGlobalsForTesting();
-    SuperLog_ResetForTesting();
-    smart_memory_reset_for_testing();
+    SettingsTest::SetUp();
     AnalysisResetForTesting();
-    ResetExtraTextRanksForTesting();
     ReverseResolver resolver{ScriptedLookup, &names_};
     SetReverseResolver(&resolver);
-    settings_.title.set("Web Site Analysis");
-    settings_.url.set("http://www.example.org");
-    settings_.imagePath.set("/img");
-    settings_.find.set("/");
-    settings_.subdirs = 1;
-    settings_.dateStart.set("01012024");
-    settings_.dateEnd.set("01022024");
-    SetPath(&settings_.logs, dir_.file("*.log"));
+    ReportDefaults();
+    settings.subdirs = 1;
+    settings.dateStart.set("01012024");
+    settings.dateEnd.set("01022024");
+    settings.logs.set(dir_.file("*.log").c_str());
   }
   void TearDown() override {
     SetReverseResolver(nullptr);
-    SuperLog_ResetForTesting();
-    ResetGlobalsForTesting();
+    SettingsTest::TearDown();
   }
 
   void Log(const std::string& lines) { WriteFile(dir_.file("access.log"), lines); }
 
   std::string Run() {
     CaptureStdout out;
-    do_bigass_analysis(&settings_, &env_);
+    do_bigass_analysis(&settings, &env);
     return out.Finish();
   }
 
@@ -96,223 +77,107 @@ class PassTest : public ::testing::Test {
 
   TempDir dir_;
   ScriptedNames names_;
-  StatsFields settings_;
-  CgiEnv env_;
 };
 
-bool Has(const std::string& page, const std::string& text) {
-  return page.find(text) != std::string::npos;
-}
-
-TEST_F(PassTest, RangeEdgesAndTheFirstHitPastTheRangeEndsTheFile) {
-  Log(Line("1.1.1.1", "31/Dec/2023:23:59:59", "/before") +
-      Line("1.1.1.1", "01/Jan/2024:00:00:00", "/first") +
-      Line("1.1.1.1", "02/Jan/2024:23:59:59", "/last") +
-      Line("1.1.1.1", "03/Jan/2024:00:00:00", "/after") +
-      Line("1.1.1.1", "02/Jan/2024:12:00:00", "/never-read"));
-  settings_.requests.show = 1;
-  std::string page = Run();
-  EXPECT_EQ(TotalHits(), 2);
-  EXPECT_EQ(Results().urlHits, 2);
-  EXPECT_TRUE(Has(page, ">/first</a>"));
-  EXPECT_TRUE(Has(page, ">/last</a>"));
-  EXPECT_FALSE(Has(page, "/before"));
-  EXPECT_FALSE(Has(page, "/after"));
-  EXPECT_FALSE(Has(page, "/never-read"));
-  EXPECT_TRUE(Has(page, ">2</td>\n</tr>\n<tr>\n<td width=\"50%\"><b>HTTP Bytes Served:</b></td>"
-                        "<td width=\"50%\">200</td>"));
-}
-
-TEST_F(PassTest, FindWithSubdirsIsAPrefixTest) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/docs/a.html") +
-      Line("h", "01/Jan/2024:10:00:01", "/DOCS/b.html") +
-      Line("h", "01/Jan/2024:10:00:02", "/doc") +
-      Line("h", "01/Jan/2024:10:00:03", "/other/docs/"));
-  settings_.find.set("/docs");
-  EXPECT_TRUE(Has(Run(), "<b>URL Analyzed:</b></td><td width=\"50%\">/docs</td>"));
-  EXPECT_EQ(TotalHits(), 2);  // case ignored, "/doc" too short
-
-  settings_.findCaseSensitive = 1;
-  Run();
-  EXPECT_EQ(TotalHits(), 1);
-}
-
-TEST_F(PassTest, FindPatternWithSubdirsGetsATrailingStar) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/docs/a.html") +
-      Line("h", "01/Jan/2024:10:00:01", "/docsx") +
-      Line("h", "01/Jan/2024:10:00:02", "/other"));
-  settings_.find.set("/docs");
-  settings_.findPattern = 1;
-  std::string page = Run();
-  EXPECT_EQ(std::string(settings_.find.c_str()), "/docs*");
-  EXPECT_TRUE(Has(page, "<b>URL Analyzed:</b></td><td width=\"50%\">/docs*</td>"));
-  EXPECT_EQ(TotalHits(), 2);
-}
-
-TEST_F(PassTest, FindWithoutSubdirsMatchesTheWholePathButNotTheQuery) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/a") + Line("h", "01/Jan/2024:10:00:01", "/a?x=1") +
-      Line("h", "01/Jan/2024:10:00:02", "/ab"));
-  settings_.find.set("/a");
-  settings_.subdirs = 0;
-  Run();
-  EXPECT_EQ(TotalHits(), 2);
-  settings_.showQuery = 1;  // the query now takes part in the test
-  Run();
-  EXPECT_EQ(TotalHits(), 1);
-}
-
-TEST_F(PassTest, ExcludedFileTypesStillCountAsBadUrls) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/logo.gif", 404, 0, "http://ref.example/") +
-      Line("h", "01/Jan/2024:10:00:01", "/page.html", 200, 300));
-  settings_.filterFileTypes.set("gif");
-  settings_.requests.show = settings_.badUrls.show = settings_.badReferrers.show = 1;
-  std::string page = Run();
-  EXPECT_EQ(TotalHits(), 1);
-  EXPECT_EQ(Results().urlHits, 1);
-  EXPECT_TRUE(Has(page, ">/logo.gif</a></td></tr>"));
-  EXPECT_TRUE(Has(page, "<td><a href=\"http://ref.example/\" target=\"_blank\">"));
-}
-
-TEST_F(PassTest, BadUrlsAloneStillCountUrlHits) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/a") + Line("h", "01/Jan/2024:10:00:01", "/b", 404));
-  settings_.badUrls.show = 1;
-  std::string page = Run();
-  EXPECT_EQ(Results().urlHits, 2);
-  EXPECT_FALSE(Has(page, "Top URLs Requested"));
-  EXPECT_TRUE(Has(page, "<td align=center>1</td><td align=center>50.00%</td>"));
-}
-
-TEST_F(PassTest, BrowserFamiliesAreCountedFromTheAgent) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/", 200, 1, "", "Mozilla/4.0 (compatible; MSIE 5.0)") +
-      Line("h", "01/Jan/2024:10:00:01", "/", 200, 1, "", "Mozilla/4.7 [en] (X11)") +
-      Line("h", "01/Jan/2024:10:00:02", "/", 200, 1, "", "Mozilla/3.0 MSIE-ish") +
-      Line("h", "01/Jan/2024:10:00:03", "/", 200, 1, "", "Lynx/2.8") +
-      Line("h", "01/Jan/2024:10:00:04", "/", 200, 1));
-  settings_.browsers.show = 1;
-  std::string page = Run();
-  EXPECT_EQ(MsieCount, 2);  // "MSIE" anywhere, with case
-  EXPECT_EQ(NavCount, 2);   // "Mozilla/" without "ompatible"
-  EXPECT_EQ(Results().browserHits, 4);  // the hit without agent is not a browser hit
-  EXPECT_EQ(gHits_Browsers, 4);
-  EXPECT_TRUE(Has(page, "<b>4</b> distinct browsers were found."));
-}
-
-TEST_F(PassTest, UrlsLoseTheirQueryAndMergeIgnoringCase) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/Index.html?x=1") +
-      Line("h", "01/Jan/2024:10:00:01", "/index.html"));
-  settings_.requests.show = 1;
-  std::string page = Run();
-  EXPECT_TRUE(Has(page, "<tr><td align=center>2</td><td align=center>100.00%</td>"
-                        "<td><a href=\"http://www.example.org/Index.html\""));
-
-  settings_.findCaseSensitive = 1;
-  page = Run();
-  EXPECT_TRUE(Has(page, "<b>2</b> distinct URLs were found."));
-}
-
-TEST_F(PassTest, ReferrersAndSearchPhrases) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/", 200, 1,
-           "http://www.google.com/search?hl=en&q=web+logs") +
-      Line("h", "01/Jan/2024:10:00:01", "/", 200, 1, "http://spam.example/search?q=pills") +
-      Line("h", "01/Jan/2024:10:00:02", "/", 200, 1, "http://friend.example/links.html"));
-  settings_.referrers.show = settings_.search.show = 1;
-  settings_.filterReferrers = 1;
-  settings_.filterDomains.set("spam.example");
-  std::string page = Run();
-  EXPECT_EQ(Results().searchHits, 1);
-  EXPECT_EQ(Results().referralHits, 2);
-  EXPECT_TRUE(Has(page, "<td>web logs</td>"));
-  EXPECT_FALSE(Has(page, "pills"));
-  EXPECT_TRUE(Has(page, ">http://friend.example/links.html</a>"));
-}
-
-TEST_F(PassTest, SearchPhrasesCountWhateverTheFileType) {
-  Log(Line("h", "01/Jan/2024:10:00:00", "/x.gif", 200, 1, "http://www.google.com/search?q=gif"));
-  settings_.search.show = settings_.referrers.show = 1;
-  settings_.filterFileTypes.set("gif");
-  Run();
-  EXPECT_EQ(Results().searchHits, 1);
-  EXPECT_EQ(Results().referralHits, 0);
-  EXPECT_EQ(TotalHits(), 0);
-}
-
-TEST_F(PassTest, RealmAndUserRestrictTheHits) {
-  Log("1.1.1.1 staff ann [01/Jan/2024:10:00:00 +0000] \"GET / HTTP/1.0\" 200 1\n"
-      "1.1.1.1 staff bob [01/Jan/2024:10:00:01 +0000] \"GET / HTTP/1.0\" 200 1\n"
-      "1.1.1.1 - ann [01/Jan/2024:10:00:02 +0000] \"GET / HTTP/1.0\" 200 1\n");
-  settings_.authRealm.set("STAFF");
-  Run();
-  EXPECT_EQ(TotalHits(), 2);
-  settings_.authUser.set("Ann");
-  Run();
-  EXPECT_EQ(TotalHits(), 1);
-}
-
-TEST_F(PassTest, LookupsForTheDomainListsOnlyWithANumericFilter) {
+// A log of a few lines, the settings that differ from the fixture's, and
+// what the pass made of them: hits counted, name questions asked, texts
+// that the page shows and texts it must not show.
+TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
+  const std::string d = "01/Jan/2024:10:00:0";
+  const std::string g = "http://www.google.com/search?";
   names_.names["10.0.0.1"] = "ws1.dept.example.com";
-  Log(Line("10.0.0.1", "01/Jan/2024:10:00:00", "/") + Line("10.0.0.1", "01/Jan/2024:10:00:01", "/") +
-      Line("10.0.0.2", "01/Jan/2024:10:00:02", "/"));
-  settings_.dnsLookupEnabled = 1;
-  settings_.domains.show = settings_.domainTypes.show = 1;
-  std::string page = Run();
-  EXPECT_EQ(names_.questions, 2);  // the second hit of 10.0.0.1 comes from the cache
-  EXPECT_TRUE(Has(page, "<td>dept.example.com</td>"));
-  EXPECT_TRUE(Has(page, "<td>10.0.0</td>"));
-  EXPECT_TRUE(Has(page, "<td>UNKNOWN</td>"));
-
-  // Without a domain section there is nothing to resolve for.
-  names_.questions = 0;
-  settings_.domains.show = settings_.domainTypes.show = 0;
-  settings_.requests.show = 1;
-  Run();
-  EXPECT_EQ(names_.questions, 0);
-}
-
-TEST_F(PassTest, NamedHostFilterResolvesEveryHitAndDropsExcludedNames) {
-  names_.names["10.0.0.1"] = "ws1.blocked.example";
-  names_.names["10.0.0.2"] = "ws2.fine.example";
-  Log(Line("10.0.0.1", "01/Jan/2024:10:00:00", "/gone", 404) +
-      Line("10.0.0.2", "01/Jan/2024:10:00:01", "/") +
-      Line("10.0.0.3", "01/Jan/2024:10:00:02", "/"));
-  settings_.dnsLookupEnabled = 1;
-  settings_.filterDomains.set("blocked.example");
-  settings_.badUrls.show = 1;
-  settings_.requests.show = 1;
-  std::string page = Run();
-  EXPECT_EQ(TotalHits(), 2);
-  EXPECT_EQ(names_.questions, 3);
-  EXPECT_FALSE(Has(page, "/gone"));  // a dropped hit is not even a bad URL
-}
-
-TEST_F(PassTest, FlushToServerSendsABlankEveryThousandLines) {
-  std::string lines;
-  for (int i = 0; i < 2500; ++i) lines += Line("h", "01/Jan/2024:10:00:00", "/");
-  Log(lines);
-  settings_.flushToServer = 1;
-  std::string page = Run();
-  EXPECT_EQ(page.rfind("  \n\n<center><table", 0), 0u) << page.substr(0, 40);
-}
-
-TEST_F(PassTest, OverlongTextsAreCutSafely) {
-  std::string url = "/" + std::string(600, 'u');
-  std::string agent(600, 'a');
-  std::string referrer = "http://www.google.com/search?q=" + std::string(600, 'q');
-  Log(Line("h", "01/Jan/2024:10:00:00", url, 404, 1, referrer, agent));
-  settings_.requests.show = settings_.badUrls.show = settings_.referrers.show = 1;
-  settings_.search.show = settings_.browsers.show = settings_.badUrlReferrers = 1;
-  Run();
-  EXPECT_EQ(TotalHits(), 1);
-}
-
-using PassDeathTest = PassTest;
-
-TEST_F(PassDeathTest, NoLogFilesAtAllIsErrorEleven) {
-  SetPath(&settings_.logs, dir_.file("missing-*.log"));
-  EXPECT_EXIT(
-      {
-        if (freopen("/dev/null", "w", stdout)) do_bigass_analysis(&settings_, &env_);
-      },
-      ::testing::ExitedWithCode(0), "");
+  names_.names["10.0.0.5"] = "ws1.blocked.example";
+  names_.names["10.0.0.6"] = "ws2.fine.example";
+  const struct {
+    std::string log;
+    std::function<void(StatsFields&)> set;
+    int hits, questions;
+    std::vector<std::string> shown, hidden;
+  } cases[] = {
+      // The range's edges count; the first hit past the range ends the file.
+      {Line("h", "31/Dec/2023:23:59:59", "/before") + Line("h", "01/Jan/2024:00:00:00", "/first") +
+           Line("h", "02/Jan/2024:23:59:59", "/last") + Line("h", "03/Jan/2024:00:00:00", "/after") +
+           Line("h", "02/Jan/2024:12:00:00", "/never-read"),
+       [](StatsFields& s) { s.requests.show = 1; }, 2, 0,
+       {">/first</a>", ">/last</a>", ">2</td>\n</tr>\n<tr>\n<td width=\"50%\"><b>HTTP Bytes Served:</b></td><td width=\"50%\">200</td>"},
+       {"/before", "/after", "/never-read"}},
+      // find with subdirs is a prefix test, ignoring case unless told.
+      {Line("h", d + "0", "/docs/a.html") + Line("h", d + "1", "/DOCS/b.html") + Line("h", d + "2", "/doc") +
+           Line("h", d + "3", "/other/docs/"),
+       [](StatsFields& s) { s.find.set("/docs"); }, 2, 0, {"<b>URL Analyzed:</b></td><td width=\"50%\">/docs</td>"}, {}},
+      {Line("h", d + "0", "/docs/a.html") + Line("h", d + "1", "/DOCS/b.html"),
+       [](StatsFields& s) { s.find.set("/docs"), s.findCaseSensitive = 1; }, 1, 0, {}, {}},
+      {Line("h", d + "0", "/docs/a.html") + Line("h", d + "1", "/docsx") + Line("h", d + "2", "/other"),
+       [](StatsFields& s) { s.find.set("/docs"), s.findPattern = 1; }, 2, 0,
+       {"<b>URL Analyzed:</b></td><td width=\"50%\">/docs*</td>"}, {}},
+      // Without subdirs the whole path must match, but not the query unless shown.
+      {Line("h", d + "0", "/a") + Line("h", d + "1", "/a?x=1") + Line("h", d + "2", "/ab"),
+       [](StatsFields& s) { s.find.set("/a"), s.subdirs = 0; }, 2, 0, {}, {}},
+      {Line("h", d + "0", "/a") + Line("h", d + "1", "/a?x=1") + Line("h", d + "2", "/ab"),
+       [](StatsFields& s) { s.find.set("/a"), s.subdirs = 0, s.showQuery = 1; }, 1, 0, {}, {}},
+      // Excluded file types still count as bad URLs and bad referrers.
+      {Line("h", d + "0", "/logo.gif", 404, 0, "http://ref.example/") + Line("h", d + "1", "/page.html", 200, 300) +
+           Line("h", d + "2", "/gone.html", 404),
+       [](StatsFields& s) { s.filterFileTypes.set("gif"), s.requests.show = s.badUrls.show = s.badReferrers.show = 1; },
+       2, 0, {">/logo.gif</a></td></tr>", "<td><a href=\"http://ref.example/\" target=\"_blank\">", "<b>1</b> distinct  bad referrers"}, {}},
+      {Line("h", d + "0", "/a") + Line("h", d + "1", "/b", 404), [](StatsFields& s) { s.badUrls.show = 1; }, 2, 0,
+       {"<td align=center>1</td><td align=center>50.00%</td>"}, {"Top URLs Requested"}},
+      // "MSIE" anywhere, with case; "Mozilla/" without "ompatible"; no agent, no browser.
+      {Line("h", d + "0", "/", 200, 1, "", "Mozilla/4.0 (compatible; MSIE 5.0)") +
+           Line("h", d + "1", "/", 200, 1, "", "Mozilla/4.7 [en] (X11)") + Line("h", d + "2", "/", 200, 1, "", "Mozilla/3.0 MSIE-ish") +
+           Line("h", d + "3", "/", 200, 1, "", "Lynx/2.8") + Line("h", d + "4", "/x.gif", 200, 1, "", "Mozilla/5 msie") +
+           Line("h", d + "5", "/", 200, 1),
+       [](StatsFields& s) { s.browsers.show = 1, s.filterFileTypes.set("gif"); }, 5, 0,
+       {"<b>4</b> distinct browsers were found.", "<b>2</b> of the requests (<b>50%</b>) were from versions of Netscape",
+        "<b>2</b> of the requests (<b>50%</b>) were from versions of Microsoft"}, {}},
+      // URLs lose their query and merge ignoring case unless told.
+      {Line("h", d + "0", "/Index.html?x=1") + Line("h", d + "1", "/index.html"), [](StatsFields& s) { s.requests.show = 1; },
+       2, 0, {"<tr><td align=center>2</td><td align=center>100.00%</td><td><a href=\"http://www.example.org/Index.html\""}, {}},
+      {Line("h", d + "0", "/Index.html?x=1") + Line("h", d + "1", "/index.html"),
+       [](StatsFields& s) { s.requests.show = 1, s.findCaseSensitive = 1; }, 2, 0, {"<b>2</b> distinct URLs were found."}, {}},
+      // Referrer filtering drops referrers of excluded domains; search phrases
+      // count whatever the file type.
+      {Line("h", d + "0", "/", 200, 1, g + "hl=en&q=web+logs") + Line("h", d + "1", "/", 200, 1, "http://spam.example/search?q=pills") +
+           Line("h", d + "2", "/", 200, 1, "http://friend.example/links.html") + Line("h", d + "3", "/x.gif", 200, 1, g + "q=gif"),
+       [](StatsFields& s) {
+         s.referrers.show = s.search.show = s.filterReferrers = 1, s.filterDomains.set("spam.example"), s.filterFileTypes.set("gif");
+       },
+       3, 0, {"<td>web logs</td>", "<td>gif</td>", ">http://friend.example/links.html</a>", "<b>2</b> distinct referrers"}, {"pills"}},
+      {"1.1.1.1 staff ann [" + d + "0 +0000] \"GET / HTTP/1.0\" 200 1\n1.1.1.1 staff bob [" + d +
+           "1 +0000] \"GET / HTTP/1.0\" 200 1\n1.1.1.1 - ann [" + d + "2 +0000] \"GET / HTTP/1.0\" 200 1\n",
+       [](StatsFields& s) { s.authRealm.set("STAFF"); }, 2, 0, {}, {}},
+      {"1.1.1.1 staff ann [" + d + "0 +0000] \"GET / HTTP/1.0\" 200 1\n1.1.1.1 staff bob [" + d + "1 +0000] \"GET / HTTP/1.0\" 200 1\n",
+       [](StatsFields& s) { s.authRealm.set("STAFF"), s.authUser.set("Ann"); }, 1, 0, {}, {}},
+      // Names are looked up for the domain lists, once per address...
+      {Line("10.0.0.1", d + "0", "/") + Line("10.0.0.1", d + "1", "/") + Line("10.0.0.2", d + "2", "/") +
+           Line("10.0.0.3", d + "3", "/x.gif"),
+       [](StatsFields& s) { s.dnsLookupEnabled = 1, s.domains.show = s.domainTypes.show = 1, s.filterFileTypes.set("gif"); }, 3, 2,
+       {"<td>dept.example.com</td>", "<td>10.0.0</td>", "<td>UNKNOWN</td>"}, {}},
+      {Line("10.0.0.1", d + "0", "/"), [](StatsFields& s) { s.dnsLookupEnabled = 1, s.requests.show = 1; }, 1, 0, {}, {}},
+      // ...and for every hit when a named host filter needs them; a dropped
+      // hit is not even a bad URL, and an excluded file type asks nothing.
+      {Line("10.0.0.5", d + "0", "/gone", 404) + Line("10.0.0.6", d + "1", "/") + Line("10.0.0.7", d + "2", "/") +
+           Line("10.0.0.8", d + "3", "/y.gif"),
+       [](StatsFields& s) {
+         s.dnsLookupEnabled = 1, s.filterDomains.set("blocked.example"), s.badUrls.show = s.requests.show = 1, s.filterFileTypes.set("gif");
+       },
+       2, 3, {}, {"/gone"}},
+  };
+  for (const auto& c : cases) {
+    TearDown();
+    SetUp();
+    names_.questions = 0;
+    Log(c.log);
+    c.set(settings);
+    const std::string page = Run();
+    const std::string what = c.log.substr(0, 60);
+    EXPECT_EQ(TotalHits(), c.hits) << what;
+    EXPECT_EQ(names_.questions, c.questions) << what;
+    for (const std::string& text : c.shown) EXPECT_NE(page.find(text), std::string::npos) << what << "\n" << text;
+    for (const std::string& text : c.hidden) EXPECT_EQ(page.find(text), std::string::npos) << what << "\n" << text;
+    FreeDomainsNow();
+    FreeFileTypesNow();
+  }
 }
 
 }  // namespace

@@ -75,21 +75,19 @@ TEST_F(DnsCache, AnswersAreAskedOnceAndCopiedForEachCaller) {
   free(second);
 }
 
-TEST_F(DnsCache, FailuresAreCachedToo) {
+TEST_F(DnsCache, FailuresAndNonAddressesAreCachedWithoutAskingAgain) {
   EXPECT_EQ(Lookup("10.9.9.9"), "(none)");
   EXPECT_EQ(Lookup("10.9.9.9"), "(none)");
   EXPECT_EQ(service_.queries, 1);
-  EXPECT_EQ(DnsCacheCountForTesting(), 1);
-}
-
-TEST_F(DnsCache, TextsThatAreNotAddressesNeverReachTheService) {
   service_.answerAll = true;
-  EXPECT_EQ(Lookup("www.example.org"), "(none)");
-  EXPECT_EQ(Lookup("255.255.255.255"), "(none)");  // equals inet_addr's error value
-  EXPECT_EQ(Lookup(""), "(none)");
-  EXPECT_EQ(service_.queries, 0);
-  EXPECT_EQ(DnsCacheCountForTesting(), 3);
+  for (const char* text : {"www.example.org", "255.255.255.255", ""}) EXPECT_EQ(Lookup(text), "(none)") << text;
+  EXPECT_EQ(service_.queries, 1);  // 255.255.255.255 equals inet_addr's error value
+  EXPECT_EQ(DnsCacheCountForTesting(), 4);
   EXPECT_EQ(GetHostFromIP(nullptr), nullptr);
+  DestroyDNSCache();
+  DestroyDNSCache();  // twice is harmless
+  EXPECT_EQ(DnsCacheCountForTesting(), 0);
+  EXPECT_EQ(Lookup("10.9.9.9"), "h10.9.9.9");
 }
 
 TEST_F(DnsCache, TheOldestEntryGoesFirstAndHitsDoNotRefreshIt) {
@@ -118,34 +116,10 @@ TEST_F(DnsCache, SlotChainsStayIntactThroughManyEvictions) {
   EXPECT_EQ(service_.queries, asked);
 }
 
-TEST_F(DnsCache, DestroyEmptiesTheCache) {
-  service_.names["10.0.0.1"] = "one";
-  Lookup("10.0.0.1");
-  DestroyDNSCache();
-  EXPECT_EQ(DnsCacheCountForTesting(), 0);
-  EXPECT_EQ(Lookup("10.0.0.1"), "one");
-  EXPECT_EQ(service_.queries, 2);
-  DestroyDNSCache();
-  DestroyDNSCache();  // twice is harmless
-}
-
-TEST(SystemResolver, ResolvesTheLoopbackAddress) {
-  SetReverseResolver(nullptr);
-  DestroyDNSCache();
-  char* name = GetHostFromIP("127.0.0.1");
-  ASSERT_NE(name, nullptr);
-  EXPECT_GT(strlen(name), 0u);
-  free(name);
-  DestroyDNSCache();
-}
-
 TEST(NumericText, IpAddrsOnly) {
-  EXPECT_EQ(IpAddrsOnly("10.0.0.1,192.168.1.1"), 1);
-  EXPECT_EQ(IpAddrsOnly("10.;10.1"), 1);
-  EXPECT_EQ(IpAddrsOnly(""), 1);
-  EXPECT_EQ(IpAddrsOnly(nullptr), 1);
-  EXPECT_EQ(IpAddrsOnly("10.0.0.1,host"), 0);
-  EXPECT_EQ(IpAddrsOnly("10.0.0.1, 10.0.0.2"), 0);  // a blank is not allowed
+  const std::pair<const char*, int> cases[] = {{"10.0.0.1,192.168.1.1", 1}, {"10.;10.1", 1}, {"", 1}, {nullptr, 1},
+                                               {"10.0.0.1,host", 0}, {"10.0.0.1, 10.0.0.2", 0}};
+  for (const auto& [text, numeric] : cases) EXPECT_EQ(IpAddrsOnly(text), numeric) << (text ? text : "null");
 }
 
 class DomainNames : public ::testing::Test {
@@ -163,30 +137,25 @@ class DomainNames : public ::testing::Test {
   testing_support::TempDir dir_;
 };
 
-TEST_F(DomainNames, AMatchingCodeGivesItsName) {
-  EXPECT_EQ(Resolve("com", "EDU Education\nCOM Commercial organisations\n"),
-            "Commercial organisations");
-  EXPECT_EQ(Resolve("uk", "UK \t United Kingdom\r\n"), "United Kingdom");
-  EXPECT_EQ(Resolve("de", "DE Germany\nDE Second line\n"), "Germany");
-}
-
-TEST_F(DomainNames, OtherwiseTheItemIsUpperCased) {
-  EXPECT_EQ(Resolve("net", "COM Commercial\n"), "NET");
-  EXPECT_EQ(Resolve("com", "com lower-case codes never match\n"), "COM");
+// A matching upper-case code gives its name; otherwise the item is upper-cased.
+TEST_F(DomainNames, CodesFromTheFileOrTheItemUpperCased) {
+  const struct {
+    const char* item;
+    std::string file, name;
+  } cases[] = {
+      {"com", "EDU Education\nCOM Commercial organisations\n", "Commercial organisations"},
+      {"uk", "UK \t United Kingdom\r\n", "United Kingdom"},
+      {"de", "DE Germany\nDE Second line\n", "Germany"},
+      {"net", "COM Commercial\n", "NET"},
+      {"com", "com lower-case codes never match\n", "COM"},
+      {"com", "EDU Education\nCOM Commercial", "COM"},  // a last line without line end is not read
+      {"fr", "FR " + std::string(150, 'n') + "\n", std::string(99, 'n')},
+      {"fr", "FR " + std::string(98, 'm') + "\n", std::string(98, 'm')},  // its line end took the 99th place
+      {"abcdefghijklmnopqrs", "ABCDEFGHIJKLMNOPQRSTUVWXYZ Long code\n", "Long code"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Resolve(c.item, c.file), c.name) << c.file;
   EXPECT_EQ(ResolveWith("org", dir_.file("missing")), "ORG");
   EXPECT_EQ(ResolveWith("org", ""), "ORG");
-}
-
-TEST_F(DomainNames, ALastLineWithoutLineEndIsNotRead) {
-  EXPECT_EQ(Resolve("com", "EDU Education\nCOM Commercial"), "COM");
-}
-
-TEST_F(DomainNames, LongCodesAndNamesAreCut) {
-  std::string longName(150, 'n');
-  EXPECT_EQ(Resolve("fr", "FR " + longName + "\n"), std::string(99, 'n'));
-  // A name of 98 characters keeps them all; its line end took the 99th place.
-  EXPECT_EQ(Resolve("fr", "FR " + std::string(98, 'm') + "\n"), std::string(98, 'm'));
-  EXPECT_EQ(Resolve("abcdefghijklmnopqrs", "ABCDEFGHIJKLMNOPQRSTUVWXYZ Long code\n"), "Long code");
 }
 
 }  // namespace

@@ -27,94 +27,56 @@ class RequestFilters : public ::testing::Test {
   StatsFields settings_;
 };
 
-TEST_F(RequestFilters, DomainEntriesAreFragmentsComparedIgnoringCase) {
-  settings_.filterDomains.set("Sub.TLD,10.1.");
-  EXPECT_FALSE(KeepsHost("a.sub.tld"));
-  EXPECT_FALSE(KeepsHost("WWW.SUB.TLD"));
-  EXPECT_FALSE(KeepsHost("10.1.2.3"));
-  EXPECT_FALSE(KeepsHost("http://x.sub.tld/page?q=1"));  // referrers are searched whole
-  EXPECT_TRUE(KeepsHost("sub.tl"));
-  EXPECT_FALSE(KeepsHost("110.1.2.3"));  // a fragment, not a prefix
-  EXPECT_TRUE(KeepsHost("example.com"));
-}
-
-TEST_F(RequestFilters, DomainParsingDropsBlanksAndTabsEverywhere) {
-  settings_.filterDomains.set(" sub. tld ,\t10.1.\t");
-  EXPECT_FALSE(KeepsHost("a.sub.tld"));
-  EXPECT_FALSE(KeepsHost("10.1.2.3"));
-  EXPECT_TRUE(KeepsHost("sub. tld"));  // hosts keep their blanks
-}
-
-TEST_F(RequestFilters, EmptyHostsAndEmptySettingsKeepEverything) {
-  settings_.filterDomains.set("");
-  EXPECT_TRUE(KeepsHost("anything"));
-  Reset();
-  settings_.filterDomains.set("x");
+// Rows run in order; a setting of null keeps the parsed list of the row
+// before (lists are parsed once, on first real use, and again after a free).
+TEST_F(RequestFilters, DomainEntriesAreFragmentsComparedIgnoringCaseWithoutBlanks) {
+  const std::string x251(251, 'x');
+  const struct {
+    const char* setting;
+    std::string host;
+    bool keeps;
+  } cases[] = {
+      {"Sub.TLD,10.1.", "a.sub.tld", false}, {nullptr, "WWW.SUB.TLD", false}, {nullptr, "10.1.2.3", false},
+      {nullptr, "http://x.sub.tld/page?q=1", false},  // referrers are searched whole
+      {nullptr, "sub.tl", true}, {nullptr, "110.1.2.3", false}, {nullptr, "example.com", true},
+      {" sub. tld ,\t10.1.\t", "a.sub.tld", false}, {nullptr, "sub. tld", true},  // hosts keep their blanks
+      {"", "anything", true}, {"x", "", true}, {"a.com,", "example.org", false},  // an empty entry is in every host
+      {"first", "", true}, {"second", "second.com", false},  // an empty host returns before parsing
+      {"third", "second.com", false}, {"third", "third.com", true},
+      {"needle", x251 + "needle", true}, {nullptr, x251.substr(0, 245) + "needle", false},  // 251 characters are read
+  };
+  for (const auto& c : cases) {
+    if (c.setting && std::string(c.setting) != "third") FreeDomainsNow();
+    if (c.setting) settings_.filterDomains.set(c.setting);
+    EXPECT_EQ(KeepsHost(c.host.c_str()), c.keeps) << (c.setting ? c.setting : "-") << " " << c.host;
+  }
   EXPECT_TRUE(KeepsHost(nullptr));
-  EXPECT_TRUE(KeepsHost(""));
-}
-
-TEST_F(RequestFilters, AnEmptyEntryOccursInEveryHost) {
-  settings_.filterDomains.set("a.com,");
-  EXPECT_FALSE(KeepsHost("example.org"));
-}
-
-TEST_F(RequestFilters, DomainsAreParsedOnceOnFirstRealUseAndAgainAfterFree) {
-  // An empty host returns before parsing, so the setting changed after it
-  // still counts.
-  settings_.filterDomains.set("first");
-  EXPECT_TRUE(KeepsHost(""));
-  settings_.filterDomains.set("second");
-  EXPECT_FALSE(KeepsHost("second.com"));
-  settings_.filterDomains.set("third");
-  EXPECT_FALSE(KeepsHost("second.com"));  // still the parsed list
-  EXPECT_TRUE(KeepsHost("third.com"));
-  FreeDomainsNow();
-  EXPECT_TRUE(KeepsHost("second.com"));
-  EXPECT_FALSE(KeepsHost("third.com"));
-}
-
-TEST_F(RequestFilters, LongHostsAreComparedUpTo251Characters) {
-  settings_.filterDomains.set("needle");
-  std::string host(251, 'x');
-  EXPECT_TRUE(KeepsHost((host + "needle").c_str()));
-  EXPECT_FALSE(KeepsHost((host.substr(0, 245) + "needle").c_str()));
 }
 
 TEST_F(RequestFilters, FileTypesMatchWholeExtensionsIgnoringCase) {
-  settings_.filterFileTypes.set("gif,jpg");
-  EXPECT_FALSE(KeepsUrl("/x.gif"));
-  EXPECT_FALSE(KeepsUrl("/y.JPG"));
-  EXPECT_FALSE(KeepsUrl("/z.gif?size=2"));
-  EXPECT_TRUE(KeepsUrl("/z.gifs"));
-  EXPECT_TRUE(KeepsUrl("/dir.gif/index"));
-  EXPECT_TRUE(KeepsUrl("/"));
-}
-
-TEST_F(RequestFilters, FileTypeParsingDropsBlanksAndOneLeadingDot) {
-  settings_.filterFileTypes.set(".GIF, jp g\t,.png");
-  EXPECT_FALSE(KeepsUrl("/a.gif"));
-  EXPECT_FALSE(KeepsUrl("/a.jpg"));
-  EXPECT_FALSE(KeepsUrl("/a.png"));
-  Reset();
-  // Only a dot right at the start of an entry is dropped; one behind a blank
-  // stays and makes a doubled dot, which no file type equals.
+  const struct {
+    const char* setting;
+    const char* url;
+    bool keeps;
+  } cases[] = {
+      {"gif,jpg", "/x.gif", false}, {nullptr, "/y.JPG", false}, {nullptr, "/z.gif?size=2", false},
+      {nullptr, "/z.gifs", true}, {nullptr, "/dir.gif/index", true}, {nullptr, "/", true},
+      {".GIF, jp g\t,.png", "/a.gif", false}, {nullptr, "/a.jpg", false}, {nullptr, "/a.png", false},
+      {"gif, .jpg", "/a.jpg", true},  // a dot behind a blank stays: "..jpg"
+      {"c", "/a.c", false}, {nullptr, "/a.cc", true}, {"", "/a.gif", true},
+  };
+  for (const auto& c : cases) {
+    if (c.setting) {
+      FreeFileTypesNow();
+      settings_.filterFileTypes.set(c.setting);
+    }
+    EXPECT_EQ(KeepsUrl(c.url), c.keeps) << (c.setting ? c.setting : "-") << " " << c.url;
+  }
+  FreeFileTypesNow();
   settings_.filterFileTypes.set("gif, .jpg");
-  EXPECT_TRUE(KeepsUrl("/a.jpg"));
   EXPECT_EQ(NotFilteredFileType(&settings_, "..jpg"), 0);
-}
-
-TEST_F(RequestFilters, EmptyFileTypeSettingOrTypeKeepsEverything) {
-  settings_.filterFileTypes.set("");
-  EXPECT_TRUE(KeepsUrl("/a.gif"));
-  Reset();
-  settings_.filterFileTypes.set("gif");
   EXPECT_EQ(NotFilteredFileType(&settings_, ""), 1);
   EXPECT_EQ(NotFilteredFileType(&settings_, nullptr), 1);
-  settings_.filterFileTypes.set("html");
-  EXPECT_FALSE(KeepsUrl("/a.gif"));  // parsed on the first call, empty type or not
-  FreeFileTypesNow();
-  EXPECT_FALSE(KeepsUrl("/a.html"));
 }
 
 TEST(AddressTests, IsIpAddrWantsFourNumbersUpTo255) {
@@ -147,7 +109,7 @@ TEST(ItemNormalise, TruncateDomainKeepsTheLastNLabels) {
   };
   for (const Case& c : {Case{"a.b.c", 1, "c"}, Case{"b.c", 1, "c"}, Case{"abc", 1, "abc"},
                         Case{"a.b.c", 2, "b.c"}, Case{"b.c", 2, "b.c"}, Case{"abc.", 1, ""},
-                        Case{"a.b.c", 0, "a.b.c"}, Case{"(null)", 0, ""}, Case{"", 1, ""}}) {
+                        Case{"a.b.c", 0, "a.b.c"}, Case{"(null)", 0, ""}, Case{"", 1, ""}, Case{".c", 1, "c"}}) {
     strcpy(h, c.in);
     TruncateDomain(h, c.n);
     EXPECT_STREQ(h, c.out) << c.in << " n=" << c.n;
@@ -183,20 +145,7 @@ TEST(ItemNormalise, DomainListItemsFromHosts) {
   EXPECT_EQ(type("abc."), "");  // empty stays empty, not UNKNOWN
 }
 
-TEST(ItemNormalise, TruncateCgiCutsAtQueryOrQuote) {
-  char u[64];
-  strcpy(u, "/cgi/x.pl?q=1");
-  TruncateCGI(u);
-  EXPECT_STREQ(u, "/cgi/x.pl");
-  strcpy(u, "/a\"b?c");
-  TruncateCGI(u);
-  EXPECT_STREQ(u, "/a");
-  strcpy(u, "/plain");
-  TruncateCGI(u);
-  EXPECT_STREQ(u, "/plain");
-}
-
-TEST(ItemNormalise, TruncateFileTypeKeepsTheLastSegmentsExtension) {
+TEST(ItemNormalise, TruncateFileTypeKeepsTheLastSegmentsExtensionAndCgiCutsAtQuery) {
   char u[64];
   struct Case {
     const char* in;
@@ -207,6 +156,11 @@ TEST(ItemNormalise, TruncateFileTypeKeepsTheLastSegmentsExtension) {
                         Case{"/p?x=a.b", ""}, Case{"", ""}}) {
     strcpy(u, c.in);
     TruncateFileType(u);
+    EXPECT_STREQ(u, c.out) << c.in;
+  }
+  for (const Case& c : {Case{"/cgi/x.pl?q=1", "/cgi/x.pl"}, Case{"/a\"b?c", "/a"}, Case{"/plain", "/plain"}}) {
+    strcpy(u, c.in);
+    TruncateCGI(u);
     EXPECT_STREQ(u, c.out) << c.in;
   }
 }

@@ -4,10 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "cgi/cgi_env.h"
-#include "driver/driver.h"
-#include "driver/run_in_child.h"
-#include "settings/stats_fields.h"
+#include "support/fixtures.h"
 
 namespace {
 

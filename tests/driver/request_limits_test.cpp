@@ -13,8 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "driver/run_in_child.h"
-#include "driver/web_fuzz_inputs.h"
 #include "support/test_support.h"
 
 namespace {
@@ -207,33 +205,4 @@ TEST_F(RequestLimits, ErrorLogLinesCannotBeForged) {
 
 // The kept inputs of this surface's fuzz targets, replayed in a scratch
 // working folder; a whole request runs in a child, as it ends the process.
-TEST(WebFuzzCorpus, KeptInputsStillPass) {
-  using Entry = std::string (*)(const unsigned char*, size_t);
-  const std::pair<const char*, Entry> targets[] = {{"passwords", web_fuzz_inputs::RunPasswords},
-                                                   {"search_phrase", web_fuzz_inputs::RunSearchPhrase},
-                                                   {"networks", web_fuzz_inputs::RunNetworks},
-                                                   {"cgi_request", nullptr}};
-  TempDir dir;
-  const fs::path saved = fs::current_path();
-  fs::current_path(dir.path());
-  for (const auto& [name, entry] : targets) {
-    for (const auto& file : fs::directory_iterator(testing_support::SourceDir() + "/tests/corpus/" + name)) {
-      const std::string input = ReadFile(file.path().string());
-      const auto* bytes = reinterpret_cast<const unsigned char*>(input.data());
-      if (entry) {
-        EXPECT_EQ(entry(bytes, input.size()), "") << file.path();
-        continue;
-      }
-      const auto page = front_test::RunInChild([&] {
-        web_fuzz_inputs::PrepareRequest(bytes, input.size());
-        char program[] = "loglantern";
-        char* argv[] = {program, nullptr};
-        LoglanternMain(1, argv);
-      });
-      EXPECT_EQ(web_fuzz_inputs::CheckPage(page.out), "") << file.path();
-    }
-  }
-  fs::current_path(saved);
-}
-
 }  // namespace

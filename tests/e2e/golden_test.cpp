@@ -173,8 +173,10 @@ std::vector<Scenario> Scenarios() {
                     "user=ann;url=http://www.example.org;logs=logs/*.log;subdirs=1\n"},
                    {"logs/many.log", ManyUrlsLog()}},
                   {"username=ann", "date=01012024", "em=01", "ed=01", "ey=2024", "requests=1,3"}));
-  s.push_back(Cli("debug", SiteFiles(std::string(kSiteConfig) + "Debug=1\n"),
-                  {"username=ann", range, "requests=1", "hitsperhour=1"}));
+  auto debugFiles = SiteFiles(std::string(kSiteConfig) + "Debug=1\n");
+  debugFiles["logs/old.log"] = "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n";
+  debugFiles["logs/notes.log"] = "nothing dated here\n";
+  s.push_back(Cli("debug", debugFiles, {"username=ann", range, "requests=1", "hitsperhour=1"}));
   auto cryptFiles = SiteFiles("UserPasswords=passwords\n"
                               "user=ann;url=http://www.example.org;logs=logs/*.log;subdirs=1\n");
   cryptFiles["passwords"] =
@@ -248,9 +250,20 @@ RunResult RunScenario(const Scenario& s, const TempDir& dir) {
   return RunLoglantern(s.words, env, s.body, dir.path());
 }
 
-// Writes the page beside the build for a reviewer to diff by hand.
-void KeepForReview(const std::string& name, const std::string& page) {
+// Writes the page beside the build for a reviewer to diff by hand, or, with
+// LOGLANTERN_UPDATE_GOLDEN=1 in the environment, over the kept page (with
+// the placeholders put back): the one way the kept pages are regenerated.
+void KeepForReview(const std::string& name, std::string page) {
   std::string path = testing::TempDir() + "loglantern-" + name + ".actual.html";
+  if (getenv("LOGLANTERN_UPDATE_GOLDEN")) {
+    path = GoldenDir() + name + ".html";
+    Replace(&page, ReadFile(GoldenDir() + "credits.inc"), "@CREDITS@");
+    Replace(&page, "\x95", "@BULLET@");
+    const passwd* user = getpwuid(getuid());
+    const group* grp = getgrgid(getgid());
+    Replace(&page, std::string("<b>User:</b> ") + (user ? user->pw_name : "unknown"), "<b>User:</b> @USER@");
+    Replace(&page, std::string("<b>Group:</b> ") + (grp ? grp->gr_name : "unknown"), "<b>Group:</b> @GROUP@");
+  }
   WriteFile(path, page);
   printf("page written to %s\n", path.c_str());
 }
@@ -273,18 +286,6 @@ TEST_P(GoldenPage, MatchesTheKeptPage) {
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, GoldenPage, ::testing::ValuesIn(Scenarios()),
                          [](const auto& info) { return info.param.golden; });
-
-TEST(GoldenPageSide, RefusedAccessIsRecordedInTheErrorLog) {
-  for (const Scenario& s : Scenarios()) {
-    if (s.golden != "auth_wrong_password_cgi") continue;
-    TempDir dir;
-    RunScenario(s, dir);
-    std::string log = ReadFile(dir.file("errors.log"));
-    EXPECT_NE(log.find("] Unauthorized access from 'client.example' with username='ann'\n"),
-              std::string::npos)
-        << log;
-  }
-}
 
 TEST(GoldenPageSide, SecondRunReusesTheSummaryFileAndPrintsTheSamePage) {
   Scenario s = Scenarios().front();

@@ -1,15 +1,9 @@
 #include "report/errors.h"
 
-#include <gtest/gtest.h>
-
 #include <regex>
 #include <string>
 
-#include "cgi/cgi_env.h"
-#include "driver/run_in_child.h"
-#include "report/frame.h"
-#include "settings/stats_fields.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 
@@ -17,193 +11,90 @@ using front_test::RunInChild;
 using testing_support::ReadFile;
 using testing_support::TempDir;
 
-std::string CreditLines() {
-  return RunInChild([] { PrintCreditLines(); }).out;
-}
-
-class ErrorPageTest : public ::testing::Test {
+class ErrorPageTest : public SettingsTest {
  protected:
-  void SetUp() override { initialize(&settings, &env); }
-
+  void SetUp() override {
+    SettingsTest::SetUp();
+    settings.configFile.set("/etc/ll.conf");
+    settings.userPasswords.set("/etc/ll.pw");
+    settings.username.set("ann");
+    settings.logs.set("/var/log/old*.log");
+  }
   front_test::ChildResult Raise(int number) {
     return RunInChild([&] { ServerError(number, &env, &settings); });
   }
-
-  static std::string Head(int number) {
-    std::string n = std::to_string(number);
-    return "<html>\n<head>\n<title>Loglantern: Error #" + n +
-           "</title>\n</head>\n\n\n\n\n<body bgcolor=\"#FFFFFF\">\n"
-           "<img src=\"/Loglantern/errors/" + n +
-           ".gif\" width=283 height=84 alt=\"Loglantern logo\"><p>\n"
-           "\n<h2>Loglantern Error #" + n + ": ";
-  }
-
-  static std::string Tail(const std::string& admin) {
-    std::string mail = admin.empty()
-                           ? ""
-                           : " (<a href=\"mailto:" + admin + "\">" + admin + "</a>)";
-    return "For more help, you may want to contact the web server administrator" + mail +
-           " and inform them of the time the error occured and the steps you took before the"
-           " error occurred.  You can also find more details at <a"
-           " href=\"/Loglantern/manual/errors.html\" target=\"_blank\">"
-           "/Loglantern/manual/errors.html</a>.<p>\n<hr><p>\n\n<font size=\"-1\">" +
-           CreditLines() + "\n</body>\n</html>\n";
-  }
-
-  StatsFields settings;
-  CgiEnv env;
 };
 
 TEST_F(ErrorPageTest, Error1IsAWholePageWithTheAdministratorsAddress) {
   env.SERVER_ADMIN.set("webmaster@localhost");
   auto r = Raise(1);
   EXPECT_EQ(r.exitStatus, 0);
-  EXPECT_EQ(r.out, Head(1) +
-                       "No form data posted</h2>\n\n"
-                       "<b>Description: </b>No form data was provided. (Data must be POSTed via"
-                       " a form.)<p>\n\n"
-                       "<b>Solution: </b>You generate reports by filling out the Report Request"
-                       " Form (often located <a href=\"/Loglantern/\">here</a>).<p>\n\n" +
-                       Tail("webmaster@localhost"));
+  EXPECT_EQ(r.out,
+            "<html>\n<head>\n<title>Loglantern: Error #1</title>\n</head>\n\n\n\n\n<body bgcolor=\"#FFFFFF\">\n"
+            "<img src=\"/Loglantern/errors/1.gif\" width=283 height=84 alt=\"Loglantern logo\"><p>\n"
+            "\n<h2>Loglantern Error #1: No form data posted</h2>\n\n"
+            "<b>Description: </b>No form data was provided. (Data must be POSTed via a form.)<p>\n\n"
+            "<b>Solution: </b>You generate reports by filling out the Report Request Form (often located "
+            "<a href=\"/Loglantern/\">here</a>).<p>\n\n"
+            "For more help, you may want to contact the web server administrator (<a "
+            "href=\"mailto:webmaster@localhost\">webmaster@localhost</a>) and inform them of the time the error "
+            "occured and the steps you took before the error occurred.  You can also find more details at <a "
+            "href=\"/Loglantern/manual/errors.html\" target=\"_blank\">/Loglantern/manual/errors.html</a>.<p>\n"
+            "<hr><p>\n\n<font size=\"-1\">" + RunInChild([] { PrintCreditLines(); }).out + "\n</body>\n</html>\n");
 }
 
-TEST_F(ErrorPageTest, ContactLineWithoutAdministratorRunsStraightOn) {
-  auto r = Raise(6);
-  EXPECT_EQ(r.out, Head(6) +
-                       "No start date specified</h2>\n\n"
-                       "<b>Description: </b>No start date for the report date range was"
-                       " specified.<p>\n\n"
-                       "<b>Solution: </b>Specify a valid start date.  The date range is usually"
-                       " specified in the Loglantern Report Request Form, but can be specified"
-                       " in the Loglantern configuration file instead.<p>\n\n" +
-                       Tail(""));
-}
-
-TEST_F(ErrorPageTest, EveryKnownNumberHasItsHeading) {
-  const std::pair<int, const char*> headings[] = {
-      {1, "No form data posted</h2>"},
-      {2, "Invalid user account name and/or password</h2>"},
-      {4, "User account is missing the 'URL' parameter</h2>"},
-      {5, "User account is missing the 'Logs' parameter</h2>"},
-      {6, "No start date specified</h2>"},
-      {7, "Invalid date range or format</h2>"},
-      {8, "No end date specified</h2>"},
-      {9, "Could not open configuration file</h2>"},
-      {10, "Could not open passwords file</h2>"},
-      {11, "No log files found</h2>"},
+// Each number's heading and the texts that carry inserted values; an unknown
+// number writes only the frame, and no administrator leaves no address.
+TEST_F(ErrorPageTest, EveryNumberHasItsHeadingAndInsertedValues) {
+  const std::string tail = "administrator and inform them";
+  const std::pair<int, std::vector<std::string>> cases[] = {
+      {1, {"No form data posted</h2>", tail}},
+      {2, {"Invalid user account name and/or password</h2>"}},
+      {3, {"Error #3: For more help, you may want to contact the web server " + tail}},
+      {4, {"User account is missing the 'URL' parameter</h2>"}},
+      {5, {"User account is missing the 'Logs' parameter</h2>"}},
+      {6, {"No start date specified</h2>\n\n<b>Description: </b>No start date for the report date range was specified."}},
+      {7, {"Invalid date range or format</h2>"}},
+      {8, {"No end date specified</h2>"}},
+      {9, {"Could not open configuration file</h2>",
+           "The configuration file (/etc/ll.conf) could not be opened.  This file is required for proper operation"}},
+      {10, {"Could not open passwords file</h2>",
+            "The passwords file (/etc/ll.pw) could not be opened.  This file is required for validation of user \"ann\".<p>\n\n",
+            "Loglantern configuration file (/etc/ll.conf).  The presence of an"}},
+      {11, {"No log files found</h2>\n\n<b>Description: </b>The \"logs\" parameter (/var/log/old*.log)\n"
+            "did not match any existing files. This can occur if this parameter is\nincorrectly specified",
+            "for the user account \"<kbd><b>ann</b></kbd>\" in the Loglantern\n"}},
+      {12, {"The \"logs\" parameter (/var/log/old*.log)\nand the \"accesslog\" parameter (/var/log/access.log)\n"
+            "did not match any existing files. This can occur if these parameters are\nincorrectly"}},
   };
-  for (const auto& [number, heading] : headings) {
-    SCOPED_TRACE(number);
-    auto r = Raise(number);
+  for (const auto& [number, texts] : cases) {
+    if (number == 12) settings.accessLog.set("/var/log/access.log");
+    auto r = Raise(number == 12 ? 11 : number);
     EXPECT_EQ(r.exitStatus, 0);
-    EXPECT_EQ(r.out.rfind(Head(number) + heading, 0), 0u);
-    EXPECT_NE(r.out.find("<b>Description: </b>"), std::string::npos);
-    EXPECT_EQ(r.out.substr(r.out.size() - Tail("").size()), Tail(""));
+    for (const std::string& text : texts) EXPECT_NE(r.out.find(text), std::string::npos) << number << ": " << text;
+    EXPECT_EQ(r.out.substr(r.out.size() - 16), "</body>\n</html>\n");
   }
 }
 
-TEST_F(ErrorPageTest, UnknownNumberWritesOnlyTheFrame) {
-  auto r = Raise(3);
-  EXPECT_EQ(r.exitStatus, 0);
-  EXPECT_EQ(r.out, Head(3) + Tail(""));
-}
-
-TEST_F(ErrorPageTest, InsertedValuesAppearInTheirTexts) {
-  settings.configFile.set("/etc/ll.conf");
-  settings.userPasswords.set("/etc/ll.pw");
-  settings.username.set("ann");
-  auto r9 = Raise(9);
-  EXPECT_NE(r9.out.find("<b>Description: </b>The configuration file (/etc/ll.conf) could not be"
-                        " opened.  This file is required for proper operation of Loglantern."
-                        "<p>\n\n<b>Solution: </b>Make sure that the configuration file is in the"
-                        " same directory as the Loglantern program file. Also make sure that"
-                        " Loglantern has read access to the file.<p>\n\n"),
-            std::string::npos);
-  auto r10 = Raise(10);
-  EXPECT_NE(r10.out.find("The passwords file (/etc/ll.pw) could not be opened.  This file is"
-                         " required for validation of user \"ann\".<p>\n\n"),
-            std::string::npos);
-  EXPECT_NE(r10.out.find("Loglantern configuration file (/etc/ll.conf).  The presence of an"),
-            std::string::npos);
-}
-
-TEST_F(ErrorPageTest, Error11WordingDependsOnTheAccessLog) {
-  settings.logs.set("/var/log/old*.log");
-  settings.username.set("ann");
-  std::string common =
-      "incorrectly specified or if the log files have been moved or deleted.<p>\n\n"
-      "<b>Solution:</b>The Loglantern administrator at this site should make sure that the\n"
-      "\"logs\" parameter for the user account \"<kbd><b>ann</b></kbd>\" in the Loglantern\n"
-      "configuration file specifies at least one existing log file.<p>\n\n"
-      "More information on the \"logs\" parameter can be found in Chapter 4 of the"
-      "<a href=\"/Loglantern/manual/configuration.html#logs\">\n"
-      "Loglantern online documentation</a>.<p>\n\n";
-  auto one = Raise(11);
-  EXPECT_EQ(one.out, Head(11) + "No log files found</h2>\n\n" +
-                         "<b>Description: </b>The \"logs\" parameter (/var/log/old*.log)\n"
-                         "did not match any existing files. This can occur if this parameter"
-                         " is\n" + common + Tail(""));
-  settings.accessLog.set("/var/log/access.log");
-  auto two = Raise(11);
-  EXPECT_NE(two.out.find("The \"logs\" parameter (/var/log/old*.log)\n"
-                         "and the \"accesslog\" parameter (/var/log/access.log)\n"
-                         "did not match any existing files. This can occur if these parameters"
-                         " are\n" + common),
-            std::string::npos);
-}
-
-TEST_F(ErrorPageTest, ErrorLogGetsOneStampedLinePerError) {
+TEST_F(ErrorPageTest, ErrorLogAppendsOneStampedLinePerErrorWithLongValuesWhole) {
   TempDir dir;
-  settings.errorLog.set(dir.file("errors.log").c_str());
-  env.REMOTE_HOST.set("client.example");
-  settings.username.set("mallory");
-  Raise(2);
-  Raise(1);
-  settings.configFile.set("x.conf");
-  Raise(9);
-  std::string log = ReadFile(dir.file("errors.log"));
-  std::regex lines(
-      "\\[\\d\\d/[A-Z][a-z][a-z]/\\d{4}:\\d\\d:\\d\\d:\\d\\d\\] "
-      "Unauthorized access from 'client.example' with username='mallory'\n"
-      "\\[[^\\]]+\\] No form data posted\\.\n"
-      "\\[[^\\]]+\\] Could not open configuration file x\\.conf\n");
-  EXPECT_TRUE(std::regex_match(log, lines)) << log;
-}
-
-TEST_F(ErrorPageTest, NoErrorLogConfiguredOrUnwritableWritesNoFileButThePage) {
-  TempDir dir;
-  auto r = Raise(4);
-  EXPECT_NE(r.out.find("Error #4"), std::string::npos);
-  settings.errorLog.set(dir.file("no/such/folder/errors.log").c_str());
-  r = Raise(4);
-  EXPECT_EQ(r.exitStatus, 0);
-  EXPECT_NE(r.out.find("</html>\n"), std::string::npos);
-  EXPECT_FALSE(testing_support::FileExists(dir.file("no")));
-}
-
-TEST_F(ErrorPageTest, LongValuesAreWrittenWhole) {
-  TempDir dir;
+  testing_support::WriteFile(dir.file("errors.log"), "earlier\n");
   settings.errorLog.set(dir.file("errors.log").c_str());
   env.REMOTE_HOST.set(std::string(99, 'h').c_str());
   settings.username.set(std::string(99, 'u').c_str());
   Raise(2);
-  std::string log = ReadFile(dir.file("errors.log"));
-  EXPECT_NE(log.find("from '" + std::string(99, 'h') + "' with username='" +
-                     std::string(99, 'u') + "'\n"),
-            std::string::npos);
-}
-
-TEST(LogError, AppendsAndKeepsEarlierLines) {
-  TempDir dir;
-  StatsFields settings;
-  CgiEnv env;
-  initialize(&settings, &env);
-  settings.errorLog.set(dir.file("e.log").c_str());
-  testing_support::WriteFile(dir.file("e.log"), "earlier\n");
-  LogError(&settings, "second");
-  std::string log = ReadFile(dir.file("e.log"));
-  EXPECT_EQ(log.rfind("earlier\n[", 0), 0u);
-  EXPECT_NE(log.find("] second\n"), std::string::npos);
+  Raise(1);
+  settings.configFile.set("x.conf");
+  Raise(9);
+  std::regex lines("earlier\n\\[\\d\\d/[A-Z][a-z][a-z]/\\d{4}:\\d\\d:\\d\\d:\\d\\d\\] Unauthorized access from '" +
+                   std::string(99, 'h') + "' with username='" + std::string(99, 'u') +
+                   "'\n\\[[^\\]]+\\] No form data posted\\.\n\\[[^\\]]+\\] Could not open configuration file x\\.conf\n");
+  EXPECT_TRUE(std::regex_match(ReadFile(dir.file("errors.log")), lines)) << ReadFile(dir.file("errors.log"));
+  // An error log that cannot be written leaves no file, and the page whole.
+  settings.errorLog.set(dir.file("no/such/errors.log").c_str());
+  auto r = Raise(4);
+  EXPECT_EQ(r.out.substr(r.out.size() - 16), "</body>\n</html>\n");
+  EXPECT_FALSE(testing_support::FileExists(dir.file("no")));
 }
 
 }  // namespace

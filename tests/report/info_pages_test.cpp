@@ -1,27 +1,21 @@
 #include "report/info_pages.h"
 
-#include <gtest/gtest.h>
 #include <sys/utsname.h>
 
 #include <string>
 
-#include "cgi/cgi_env.h"
-#include "driver/run_in_child.h"
-#include "settings/stats_fields.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 
 using front_test::RunInChild;
 
-class InfoPageTest : public ::testing::Test {
+class InfoPageTest : public SettingsTest {
  protected:
   void SetUp() override {
-    initialize(&settings, &env);
+    SettingsTest::SetUp();
     env.SCRIPT_NAME.set("/cgi-bin/loglantern");
   }
-  StatsFields settings;
-  CgiEnv env;
 };
 
 TEST_F(InfoPageTest, UsageTextByteForByte) {
@@ -54,41 +48,36 @@ TEST_F(InfoPageTest, UsageTextByteForByte) {
             "\n");
 }
 
-TEST_F(InfoPageTest, AboutPageAsHtml) {
+// The about page as HTML for a web server, or as plain text for a shell.
+TEST_F(InfoPageTest, AboutPageShowsTheSystemAndLinksTheCredits) {
   struct utsname u;
   ASSERT_EQ(uname(&u), 0);
-  std::string page = RunInChild([&] { AboutPage(&settings, &env); }).out;
-  std::string head =
-      "<html>\n<head>\n<title>About Loglantern Version 1.4.3</title>\n</head>\n\n\n\n\n<body>\n"
-      "<h2>Loglantern 1.4.3 build 43</h2>\n<b>Platform:</b> UNIX<br>\n"
-      "<b>Operating system:</b> " + std::string(u.sysname) + "<br>\n"
-      "<b>Release:</b> " + u.release + "<br>\n"
-      "<b>Processor:</b> " + u.machine + "<br>\n"
-      "<b>Version:</b> " + u.version + "<br>\n"
-      "<b>Node:</b> " + u.nodename + "<br>\n";
-  std::string tail =
-      "<a href=\"/cgi-bin/loglantern?credits\">View program credits</a>\n\n\n</body>\n\n</html>\n";
-  EXPECT_EQ(page.rfind(head, 0), 0u);
-  ASSERT_GE(page.size(), tail.size());
-  EXPECT_EQ(page.substr(page.size() - tail.size()), tail);
-  EXPECT_NE(page.find("href=\"/Loglantern/manual/#support\""), std::string::npos);
-  EXPECT_NE(page.find("Copyright (c) 2026 The Loglantern project"), std::string::npos);
-  EXPECT_EQ(page.find("mailto:"), std::string::npos);  // support is a page, not an address
-}
-
-TEST_F(InfoPageTest, AboutPageAsPlainTextFromAShell) {
-  env.commandLine = 1;
-  env.SCRIPT_NAME.set("./loglantern");
-  std::string page = RunInChild([&] { AboutPage(&settings, &env); }).out;
-  EXPECT_EQ(page.rfind("\nLoglantern 1.4.3 build 43\n    Platform:        \tUNIX\n"
-                       "    Operating system:\t",
-                       0),
-            0u);
-  EXPECT_NE(page.find("\n    Release:         \t"), std::string::npos);
-  EXPECT_NE(page.find("\n    Node:            \t"), std::string::npos);
-  std::string tail = "\nTo view program credits type:  ./loglantern credits\n";
-  EXPECT_EQ(page.substr(page.size() - tail.size()), tail);
-  EXPECT_EQ(page.find('<'), std::string::npos);
+  const struct {
+    int commandLine;
+    const char* script;
+    std::string head, middle, tail;
+  } cases[] = {
+      {0, "/cgi-bin/loglantern",
+       "<html>\n<head>\n<title>About Loglantern Version 1.4.3</title>\n</head>\n\n\n\n\n<body>\n"
+       "<h2>Loglantern 1.4.3 build 43</h2>\n<b>Platform:</b> UNIX<br>\n<b>Operating system:</b> " + std::string(u.sysname) +
+           "<br>\n<b>Release:</b> " + u.release + "<br>\n<b>Processor:</b> " + u.machine + "<br>\n<b>Version:</b> " +
+           u.version + "<br>\n<b>Node:</b> " + u.nodename + "<br>\n",
+       "href=\"/Loglantern/manual/#support\"", "<a href=\"/cgi-bin/loglantern?credits\">View program credits</a>\n\n\n</body>\n\n</html>\n"},
+      {1, "./loglantern",
+       "\nLoglantern 1.4.3 build 43\n    Platform:        \tUNIX\n    Operating system:\t" + std::string(u.sysname) +
+           "\n    Release:         \t" + u.release + "\n",
+       "Copyright (c) 2026 The Loglantern project", "\nTo view program credits type:  ./loglantern credits\n"},
+  };
+  for (const auto& c : cases) {
+    env.commandLine = c.commandLine;
+    env.SCRIPT_NAME.set(c.script);
+    const std::string page = RunInChild([&] { AboutPage(&settings, &env); }).out;
+    EXPECT_EQ(page.rfind(c.head, 0), 0u) << page;
+    EXPECT_NE(page.find(c.middle), std::string::npos) << page;
+    EXPECT_EQ(page.substr(page.size() - std::min(page.size(), c.tail.size())), c.tail);
+    EXPECT_EQ(page.find("mailto:"), std::string::npos);  // support is a page, not an address
+    EXPECT_EQ(page.find('<') == std::string::npos, c.commandLine == 1);
+  }
 }
 
 TEST_F(InfoPageTest, CreditsPageAsHtml) {
@@ -130,34 +119,29 @@ TEST_F(InfoPageTest, CreditsPageAsPlainText) {
             "To see version information type: ll about\n\n");
 }
 
-const char kDebugHead[] =
-    "<html>\n<head>\n<title>Loglantern 1.4.3: Remote Debugging</title>\n</head>\n\n\n\n\n"
-    "<body>\n";
-
-TEST_F(InfoPageTest, RemoteDebugDisabledShowsOnlyTheNotice) {
-  std::string page = RunInChild([&] { RemoteDebug(&settings, &env); }).out;
-  EXPECT_EQ(page, std::string(kDebugHead) + "Remote debugging not enabled.<p>\n");
-}
-
-TEST_F(InfoPageTest, RemoteDebugWithUnreadableFile) {
-  settings.remoteDebugEnabled = 1;
-  settings.configFile.set("/nonexistent/loglantern.conf");
-  std::string page = RunInChild([&] { RemoteDebug(&settings, &env); }).out;
-  EXPECT_EQ(page, std::string(kDebugHead) +
-                      "Configuration filename=/nonexistent/loglantern.conf<p>\n"
-                      "Error! Could not open the configuration file!<p>\n");
-}
-
-TEST_F(InfoPageTest, RemoteDebugShowsTheFileExactlyEvenWithLongLines) {
+// The configuration file is copied in blocks of 2047 bytes; this one ends
+// with a block of one byte.
+TEST_F(InfoPageTest, RemoteDebugShowsTheConfigurationFileExactlyOrSaysWhyNot) {
   testing_support::TempDir dir;
-  std::string content = "user=ann;url=<b>x</b>\r\n" + std::string(5000, 'L') + "\nlast";
+  const std::string content = "user=ann;url=<b>x</b>\r\n" + std::string(4067, 'L') + "\nlast";
   testing_support::WriteFile(dir.file("ll.conf"), content);
-  settings.remoteDebugEnabled = 1;
-  settings.configFile.set(dir.file("ll.conf").c_str());
-  std::string page = RunInChild([&] { RemoteDebug(&settings, &env); }).out;
-  EXPECT_EQ(page, std::string(kDebugHead) + "Configuration filename=" + dir.file("ll.conf") +
-                      "<p>\nFile opened successfully; data follows immediately:<p>\n\n" +
-                      content + "\nEnd of file.\n</body>\n</html>\n");
+  const std::string head = "<html>\n<head>\n<title>Loglantern 1.4.3: Remote Debugging</title>\n</head>\n\n\n\n\n<body>\n";
+  const struct {
+    int enabled;
+    std::string file, page;
+  } cases[] = {
+      {0, dir.file("ll.conf"), head + "Remote debugging not enabled.<p>\n"},
+      {1, "/nonexistent/ll.conf",
+       head + "Configuration filename=/nonexistent/ll.conf<p>\nError! Could not open the configuration file!<p>\n"},
+      {1, dir.file("ll.conf"),
+       head + "Configuration filename=" + dir.file("ll.conf") +
+           "<p>\nFile opened successfully; data follows immediately:<p>\n\n" + content + "\nEnd of file.\n</body>\n</html>\n"},
+  };
+  for (const auto& c : cases) {
+    settings.remoteDebugEnabled = c.enabled;
+    settings.configFile.set(c.file.c_str());
+    EXPECT_EQ(RunInChild([&] { RemoteDebug(&settings, &env); }).out, c.page);
+  }
 }
 
 }  // namespace

@@ -1,205 +1,91 @@
 #include "settings/check_params.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
+#include <vector>
 
-#include "driver/run_in_child.h"
-#include "settings/settings_fixture.h"
+#include "support/fixtures.h"
 
 namespace {
 
-TEST(StrToYear4, TwoDigitThreeDigitAndFourDigitYears) {
-  EXPECT_EQ(StrToYear4(nullptr, 1950), 1950);
-  EXPECT_EQ(StrToYear4("", 1950), 1950);
-  EXPECT_EQ(StrToYear4("99", 1950), 1999);
-  EXPECT_EQ(StrToYear4("00", 1950), 1900);
-  EXPECT_EQ(StrToYear4("0", 1950), 1900);
-  EXPECT_EQ(StrToYear4("100", 1950), 2000);
-  EXPECT_EQ(StrToYear4("138", 1950), 2038);
-  EXPECT_EQ(StrToYear4("139", 1950), 1950);
-  EXPECT_EQ(StrToYear4("1899", 1950), 1950);
-  EXPECT_EQ(StrToYear4("1900", 1950), 1900);
-  EXPECT_EQ(StrToYear4("2038", 1950), 2038);
-  EXPECT_EQ(StrToYear4("2039", 1950), 1950);
-  EXPECT_EQ(StrToYear4("-5", 1950), 1950);
-  EXPECT_EQ(StrToYear4("abc", 1950), 1900);  // atoi gives 0
-}
-
-TEST(MakeMaxName, PadsMonthAndDayAndNeverOverruns) {
-  char out[12];
-  MakeMaxName(out, sizeof out, 1, 5, 1999);
-  EXPECT_STREQ(out, "19990105");
-  MakeMaxName(out, sizeof out, 12, 31, 2038);
-  EXPECT_STREQ(out, "20381231");
-  MakeMaxName(out, sizeof out, 19, 0, 0);
-  EXPECT_STREQ(out, "01900");
-  char guarded[16];
-  memset(guarded, 'Z', sizeof guarded);
-  MakeMaxName(guarded, 12, 12, 31, 2147483647);
-  EXPECT_EQ(strlen(guarded), 11u);
-  EXPECT_EQ(guarded[12], 'Z');
-}
-
-class CheckParamsTest : public SettingsTest {
- protected:
-  // A request that CheckParams accepts, before the case's own words.
-  void Valid() {
-    Ini("url=http://example.org/");
-    Ini("logs=/var/log/*.log");
+TEST(DateTexts, YearsAreWidenedAndMaxNamesPadded) {
+  const std::pair<const char*, int> years[] = {
+      {nullptr, 1950}, {"", 1950}, {"99", 1999}, {"00", 1900}, {"0", 1900}, {"100", 2000}, {"138", 2038},
+      {"139", 1950}, {"1899", 1950}, {"1900", 1900}, {"2038", 2038}, {"2039", 1950}, {"-5", 1950},
+      {"abc", 1900},  // atoi gives 0
+  };
+  for (const auto& [text, year] : years) EXPECT_EQ(StrToYear4(text, 1950), year) << (text ? text : "null");
+  const struct {
+    int month, day, year;
+    const char* name;
+  } names[] = {{1, 5, 1999, "19990105"}, {10, 10, 1999, "19991010"}, {9, 9, 1999, "19990909"},
+               {12, 31, 2038, "20381231"}, {19, 0, 0, "01900"}, {12, 31, 2147483647, "21474836471"}};
+  for (const auto& c : names) {
+    char out[16];
+    memset(out, 'Z', sizeof out);
+    MakeMaxName(out, 12, c.month, c.day, c.year);
+    EXPECT_STREQ(out, c.name);
+    EXPECT_EQ(out[12], 'Z');
   }
-  front_test::ChildResult Check() {
-    return front_test::RunInChild([&] { CheckParams(&env, &settings); });
+}
+
+class CheckParamsTest : public SettingsTest {};
+
+// Words of the configuration ("i:") and of the form ("f:") after an account
+// with url and logs (unless the row says none), then what CheckParams made
+// of them: "start|end|find|debug|realm|user", or the error it raised.
+TEST_F(CheckParamsTest, DatesFindRealmUserAndDebugAreCompletedOrRefused) {
+  const std::string huge = "0101999999999999999";
+  const struct {
+    std::vector<std::string> words;
+    std::string result;
+  } cases[] = {
+      {{"f:sm=01", "f:sd=15", "f:sy=99"}, "01151999|01151999|/|0||"},
+      {{}, "1900|1900|/|0||"},
+      {{"f:sm=12", "f:sd=01", "f:sy=1998", "f:em=01", "f:ed=31", "f:ey=1999"}, "12011998|01311999|/|0||"},
+      {{"f:sm=12", "f:sd=01", "f:sy=1998", "f:em=01", "f:ed=31"}, "12011998|12011998|/|0||"},
+      {{"f:sm=1", "f:sd=15", "f:sy=1999"}, "1151999|1151999|/|0||"},
+      {{"f:date=02011999,01011999"}, "Error #7: Invalid date range or format"},
+      {{"f:date=01011999"}, "Error #7:"},  // the end comes from the empty start fields
+      {{"f:date=01011999,01011999"}, "01011999|01011999|/|0||"},
+      {{"f:date=" + huge + "," + huge}, "|/|0||"},
+      {{"f:date=" + huge + ",01011999"}, "Error #7:"},
+      {{"i:find=/users/ann/", "f:find=/docs/"}, "1900|1900|/users/ann/docs/|0||"},
+      {{"i:find=/users/ann", "f:find=/docs/"}, "1900|1900|/users/ann/docs/|0||"},
+      {{"i:find=/only/"}, "1900|1900|/only/|0||"},
+      {{"f:find=/docs/"}, "1900|1900|/docs/|0||"},
+      {{"i:find=" + std::string(200, 'a'), "f:find=" + std::string(100, 'f')},
+       "1900|1900|" + std::string(200, 'a') + std::string(43, 'f') + "|0||"},
+      {{"i:authrealm=*", "i:authuser=*"}, "1900|1900|/|0||"},
+      {{"i:authrealm=staff", "i:authuser=ann"}, "1900|1900|/|0|staff|ann"},
+      {{"f:debug=1"}, "1900|1900|/|0||"},
+      {{"i:remotedebug=1", "f:debug=1"}, "1900|1900|/|1||"},
+      {{"i:debug=1"}, "1900|1900|/|1||"},
+      {{"none"}, "Loglantern Error #4: User account is missing the 'URL' parameter"},
+      {{"none", "i:url=http://x"}, "Error #5: User account is missing the 'Logs' parameter"},
+  };
+  for (const auto& c : cases) {
+    Reset();
+    if (c.words.empty() || c.words[0] != "none") {
+      Ini("url=http://example.org/");
+      Ini("logs=/var/log/*.log");
+    }
+    for (const std::string& word : c.words) {
+      if (word.rfind("remotedebug", 2) == 2) settings.remoteDebugEnabled = 1;
+      else if (word[0] == 'i') Ini(word.substr(2));
+      else if (word[0] == 'f') Form(word.substr(2));
+    }
+    const auto r = front_test::RunInChild([&] {
+      CheckParams(&env, &settings);
+      printf("%s|%s|%s|%d|%s|%s", settings.dateStart.c_str(), settings.dateEnd.c_str(), settings.find.c_str(),
+             settings.debug, settings.authRealm.c_str(), settings.authUser.c_str());
+    });
+    EXPECT_EQ(r.exitStatus, 0);
+    if (c.result.rfind("Error", 0) == 0 || c.result.rfind("Loglantern", 0) == 0 || c.result[0] == '|') {
+      EXPECT_NE(r.out.find(c.result), std::string::npos) << c.words.size() << " " << r.out.substr(0, 300);
+    } else {
+      EXPECT_EQ(r.out, c.result);
+    }
   }
-};
-
-TEST_F(CheckParamsTest, StartFieldsAloneMakeAOneDayReport) {
-  Valid();
-  Form("sm=01");
-  Form("sd=15");
-  Form("sy=99");
-  CheckParams(&env, &settings);
-  EXPECT_STREQ(settings.dateStart.c_str(), "01151999");
-  EXPECT_STREQ(settings.dateEnd.c_str(), "01151999");
-  EXPECT_STREQ(settings.title.c_str(), "Web Site Analysis");
-  EXPECT_STREQ(settings.find.c_str(), "/");
-}
-
-TEST_F(CheckParamsTest, NoDatesAtAllGiveYear1900OnBothEnds) {
-  Valid();
-  CheckParams(&env, &settings);
-  EXPECT_STREQ(settings.dateStart.c_str(), "1900");
-  EXPECT_STREQ(settings.dateEnd.c_str(), "1900");
-  int sm, sd, sy, em, ed, ey;
-  ParseDate(&sm, &sd, &sy, &em, &ed, &ey, &settings);
-  EXPECT_EQ(sm, 19);
-  EXPECT_EQ(sd, 0);
-  EXPECT_EQ(sy, 0);
-}
-
-TEST_F(CheckParamsTest, WholeEndDateNeedsMonthDayAndYear) {
-  Valid();
-  for (const char* w : {"sm=12", "sd=01", "sy=1998", "em=01", "ed=31", "ey=1999"}) Form(w);
-  CheckParams(&env, &settings);
-  EXPECT_STREQ(settings.dateStart.c_str(), "12011998");
-  EXPECT_STREQ(settings.dateEnd.c_str(), "01311999");
-
-  Reset();
-  Valid();
-  for (const char* w : {"sm=12", "sd=01", "sy=1998", "em=01", "ed=31"}) Form(w);
-  CheckParams(&env, &settings);
-  EXPECT_STREQ(settings.dateEnd.c_str(), "12011998");
-}
-
-TEST_F(CheckParamsTest, OneDigitMonthIsReadAsTheFieldsSay) {
-  Valid();
-  for (const char* w : {"sm=1", "sd=15", "sy=1999"}) Form(w);
-  CheckParams(&env, &settings);
-  EXPECT_STREQ(settings.dateStart.c_str(), "1151999");
-  int sm, sd, sy, em, ed, ey;
-  ParseDate(&sm, &sd, &sy, &em, &ed, &ey, &settings);
-  EXPECT_EQ(sm, 11);
-  EXPECT_EQ(sd, 51);
-  EXPECT_EQ(sy, 999);
-}
-
-TEST_F(CheckParamsTest, MissingUrlComesBeforeMissingLogs) {
-  auto r = Check();
-  EXPECT_EQ(r.exitStatus, 0);
-  EXPECT_NE(r.out.find("Loglantern Error #4: User account is missing the 'URL' parameter"),
-            std::string::npos);
-
-  Ini("url=http://x");
-  r = Check();
-  EXPECT_EQ(r.exitStatus, 0);
-  EXPECT_NE(r.out.find("Error #5: User account is missing the 'Logs' parameter"),
-            std::string::npos);
-}
-
-TEST_F(CheckParamsTest, StartAfterEndIsError7AndEqualDatesPass) {
-  Valid();
-  Form("date=02011999,01011999");
-  auto r = Check();
-  EXPECT_EQ(r.exitStatus, 0);
-  EXPECT_NE(r.out.find("Error #7: Invalid date range or format"), std::string::npos);
-
-  Form("date=01011999");  // the end is built from the empty start fields: "1900"
-  r = Check();
-  EXPECT_NE(r.out.find("Error #7:"), std::string::npos);
-
-  Form("date=01011999,01011999");
-  r = Check();
-  EXPECT_EQ(r.out, "");
-}
-
-TEST_F(CheckParamsTest, HugeYearsThroughDateDoNotOverrun) {
-  Valid();
-  Form("date=0101999999999999999,0101999999999999999");
-  auto r = Check();
-  EXPECT_EQ(r.exitStatus, 0);
-  EXPECT_EQ(r.out, "");
-  Form("date=0101999999999999999,01011999");
-  r = Check();
-  EXPECT_NE(r.out.find("Error #7:"), std::string::npos);
-}
-
-TEST_F(CheckParamsTest, FindJoinsAccountAndRequest) {
-  Valid();
-  Ini("find=/users/ann/");
-  Form("find=/docs/");
-  CheckParams(&env, &settings);
-  EXPECT_STREQ(settings.find.c_str(), "/users/ann/docs/");
-
-  settings.accountFind.set("/users/ann");
-  settings.formFind.set("/docs/");
-  CheckParams(&env, &settings);
-  EXPECT_STREQ(settings.find.c_str(), "/users/ann/docs/");
-
-  settings.accountFind.clear();
-  CheckParams(&env, &settings);
-  EXPECT_STREQ(settings.find.c_str(), "/docs/");
-
-  settings.accountFind.set("/only/");
-  settings.formFind.clear();
-  CheckParams(&env, &settings);
-  EXPECT_STREQ(settings.find.c_str(), "/only/");
-}
-
-TEST_F(CheckParamsTest, JoinedFindIsCutInTheRequestsPart) {
-  Valid();
-  Ini("find=" + std::string(200, 'a'));
-  Form("find=" + std::string(100, 'f'));
-  CheckParams(&env, &settings);
-  EXPECT_EQ(std::string(settings.find.c_str()), std::string(200, 'a') + std::string(43, 'f'));
-}
-
-TEST_F(CheckParamsTest, StarRealmAndUserMeanNoRestriction) {
-  Valid();
-  Ini("authrealm=*");
-  Ini("authuser=*");
-  CheckParams(&env, &settings);
-  EXPECT_TRUE(settings.authRealm.empty());
-  EXPECT_TRUE(settings.authUser.empty());
-}
-
-TEST_F(CheckParamsTest, DebugFromTheRequestNeedsRemoteDebugging) {
-  Valid();
-  Form("debug=1");
-  CheckParams(&env, &settings);
-  EXPECT_EQ(settings.debug, 0);
-
-  Reset();
-  Valid();
-  Form("debug=1");
-  settings.remoteDebugEnabled = 1;
-  CheckParams(&env, &settings);
-  EXPECT_EQ(settings.debug, 1);
-
-  Reset();
-  Valid();
-  Ini("debug=1");
-  CheckParams(&env, &settings);
-  EXPECT_EQ(settings.debug, 1);
 }
 
 }  // namespace

@@ -1,271 +1,160 @@
 #include "settings/keywords.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
 
-#include "settings/settings_fixture.h"
+#include "support/fixtures.h"
 
 namespace {
 
-using KeywordsTest = SettingsTest;
+class KeywordsTest : public SettingsTest {
+ protected:
+  static std::string Section(const SectionSetting& s) {
+    return std::to_string(s.show) + "," + std::to_string(s.top) + "," + std::to_string(s.greater) + "," +
+           std::to_string(s.topIsPercent);
+  }
+  // A setting shown as text, by a short name.
+  std::string Field(const std::string& n) {
+    const StatsFields& s = settings;
+    if (n == "requests") return Section(s.requests);
+    if (n == "referrers") return Section(s.referrers);
+    if (n == "logs") return s.logs.c_str() + std::string("|") + s.accessLog.c_str();
+    if (n == "config") return s.configFile.c_str();
+    if (n == "user") return s.username.c_str() + std::string("|") + std::to_string(s.username.size());
+    if (n == "url") return s.url.c_str();
+    if (n == "password") return s.password.c_str() + std::string("|") + s.accountPassword.c_str();
+    if (n == "title") return std::to_string(s.title.size()) + "|" + s.title.c_str();
+    if (n == "find") return s.formFind.c_str() + std::string("|") + s.accountFind.c_str() + "|" + s.find.c_str();
+    if (n == "date") return s.dateStart.c_str() + std::string("|") + s.dateEnd.c_str();
+    if (n == "start") return s.startMonth.c_str() + std::string("|") + s.startDay.c_str() + "|" + std::to_string(s.startYear);
+    if (n == "end") return s.endMonth.c_str() + std::string("|") + std::to_string(s.endYear);
+    if (n == "auth") return s.authRealm.c_str() + std::string("|") + s.authUser.c_str();
+    if (n == "debug") return std::to_string(s.debug) + "|" + std::to_string(s.debugSources);
+    if (n == "base") return std::to_string(s.base.size()) + "|" + s.base.c_str();
+    if (n == "numbers")
+      return std::to_string(s.priority) + "|" + std::to_string(s.flushToServer) + "|" + std::to_string(s.findCaseSensitive) +
+             "|" + std::to_string(s.dnsLookupEnabled) + "|" + std::to_string(s.dailyTotals) + "|" +
+             std::to_string(s.smartMemoryDisabled) + "|" + std::to_string(s.smartMemoryEnabled);
+    return "?";
+  }
+};
 
-TEST_F(KeywordsTest, InitializeGivesTheDocumentedDefaults) {
-  EXPECT_STREQ(settings.configFile.c_str(), "loglantern.conf");
-  EXPECT_EQ(settings.startYear, 1900);
-  EXPECT_EQ(settings.endYear, 1900);
-  EXPECT_EQ(settings.smartMemoryEnabled, 1);
-  EXPECT_EQ(settings.smartMemoryKeepEntries, 100);
-  EXPECT_EQ(settings.smartMemoryReclaimSize, 1000);
-  EXPECT_EQ(settings.requests.show + settings.requests.top + settings.requests.greater +
-                settings.requests.topIsPercent,
-            0);
-  EXPECT_EQ(settings.extraFooter, nullptr);
-  EXPECT_TRUE(settings.imagePath.empty());
-}
-
-TEST_F(KeywordsTest, SectionValueSetsShowTopAndGreater) {
-  Form("REQUESTS=1,25,3");
-  EXPECT_EQ(settings.requests.show, 1);
-  EXPECT_EQ(settings.requests.top, 25);
-  EXPECT_EQ(settings.requests.greater, 3);
-
-  Form("referrers=1,10%,3");
-  EXPECT_EQ(settings.referrers.top, 10);
-  EXPECT_EQ(settings.referrers.topIsPercent, 1);
-  EXPECT_EQ(settings.referrers.greater, 3);
-
-  // Two fields: greater falls back to 0; the percent flag is never cleared.
-  Form("referrers=1,20");
-  EXPECT_EQ(settings.referrers.top, 20);
-  EXPECT_EQ(settings.referrers.greater, 0);
-  EXPECT_EQ(settings.referrers.topIsPercent, 1);
-}
-
-TEST_F(KeywordsTest, SectionShowAloneResetsTopButKeepsGreater) {
-  Form("requests_top=30");
-  Form("requests_greater=7");
-  Form("requests=1");
-  EXPECT_EQ(settings.requests.show, 1);
-  EXPECT_EQ(settings.requests.top, 0);
-  EXPECT_EQ(settings.requests.greater, 7);
-  // An empty value touches only show.
-  Form("requests_top=4");
-  Form("requests=");
-  EXPECT_EQ(settings.requests.show, 0);
-  EXPECT_EQ(settings.requests.top, 4);
-}
-
-TEST_F(KeywordsTest, TopAndGreaterKeywordsOfEverySection) {
+// One run of words in order; after each, the named setting reads so.
+// Sources: f = form, i = configuration file, o = a source of another name.
+TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
+  const std::string b243(243, 'b');
   const struct {
-    const char* name;
-    SectionSetting StatsFields::*section;
-  } sections[] = {{"badurls", &StatsFields::badUrls},
-                  {"browsers", &StatsFields::browsers},
-                  {"requests", &StatsFields::requests},
-                  {"domaintypes", &StatsFields::domainTypes},
-                  {"domains", &StatsFields::domains},
-                  {"search", &StatsFields::search},
-                  {"badreferrers", &StatsFields::badReferrers},
-                  {"referrers", &StatsFields::referrers}};
-  for (const auto& s : sections) {
-    SCOPED_TRACE(s.name);
-    Ini(std::string(s.name) + "=2,5");
-    Form(std::string(s.name) + "_top=10%");
-    Form(std::string(s.name) + "_greater=9");
-    const SectionSetting& got = settings.*(s.section);
-    EXPECT_EQ(got.show, 2);
-    EXPECT_EQ(got.top, 10);
-    EXPECT_EQ(got.topIsPercent, 1);
-    EXPECT_EQ(got.greater, 9);
+    char source;
+    std::string word, field, value;
+  } steps[] = {
+      {'f', "REQUESTS=1,25,3", "requests", "1,25,3,0"},
+      {'f', "referrers=1,10%,3", "referrers", "1,10,3,1"},
+      {'f', "referrers=1,20", "referrers", "1,20,0,1"},  // the percent flag is never cleared
+      {'f', "requests_top=30", "requests", "1,30,3,0"},
+      {'f', "requests=1", "requests", "1,0,3,0"},  // show alone resets top, keeps greater
+      {'f', "requests_top=%", "requests", "1,0,3,1"},
+      {'f', "requests_top=4", "requests", "1,4,3,1"},
+      {'f', "requests=", "requests", "0,4,3,1"},  // an empty value touches only show
+      {'f', "url=http://example.org//", "url", "http://example.org/"},  // one trailing slash goes
+      {'f', "logs=/x/*.log", "logs", "|"},
+      {'f', "AccessLog=/x/access.log", "logs", "|"},
+      {'i', "logs=/x/*.log", "logs", "/x/*.log|"},
+      {'i', "accesslog=/x/access.log", "logs", "/x/*.log|/x/access.log"},
+      {'o', "logs=/b", "logs", "/x/*.log|/x/access.log"},
+      {'i', "config=other.conf", "config", "loglantern.conf"},
+      {'f', "config=other.conf", "config", "other.conf"},
+      {'i', "username=mallory", "user", "|0"},
+      {'f', "username=" + std::string(500, 'u'), "user", std::string(99, 'u') + "|99"},
+      {'f', "password=typed", "password", "typed|"},
+      {'i', "password=stored", "password", "typed|stored"},
+      {'o', "title=T", "title", "1|T"},
+      {'f', "title=A=B", "title", "2|AB"},
+      {'f', "title=" + std::string(5000, 't'), "title", "243|" + std::string(243, 't')},
+      {'f', "title" + std::string(300, ' ') + "=x", "title", "243|" + std::string(243, 't')},
+      {'f', std::string(300, 'n') + "=x", "title", "243|" + std::string(243, 't')},
+      {'f', "find=/docs/", "find", "/docs/||"},
+      {'i', "find=/users/ann/", "find", "/docs/|/users/ann/|"},
+      {'o', "find=/f", "find", "/docs/|/f|"},
+      {'f', "date=01011999,01311999", "date", "01011999|01311999"},
+      {'f', "date=02021998", "date", "02021998|"},
+      {'f', "date=123456789012345678901234567890,x", "date", "1234567890123456789|x"},
+      {'f', "sm=01", "start", "01||1900"},
+      {'f', "sd=15", "start", "01|15|1900"},
+      {'f', "sy=99", "start", "01|15|1999"},
+      {'f', "sy=2039", "start", "01|15|1999"},  // out of range: the year stays
+      {'f', "ey=100", "end", "|2000"},
+      {'f', "em=123", "end", "12|2000"},  // a month field holds two characters
+      {'f', "authrealm=staff", "auth", "staff|"},
+      {'f', "authrealm=other", "auth", "staff|"},  // the request only fills empty fields
+      {'i', "authrealm=*", "auth", "*|"},
+      {'i', "authuser=ann", "auth", "*|ann"},
+      {'f', "authuser=bob", "auth", "*|ann"},
+      {'f', "debug=1", "debug", "1|4"},
+      {'i', "debug=2", "debug", "2|20"},
+      {'b', "debug=3", "debug", "3|20"},  // a wild rank shifts nothing
+      {'f', "base=" + b243, "base", "243|" + b243},
+      {'f', "base=", "base", "243|" + b243},
+      {'f', "base=" + std::string(244, 'c'), "base", "243|" + b243},
+      {'f', "base=http://h/", "base", "9|http://h/"},
+      {'f', "priority=19abc", "numbers", "19|0|0|0|0|0|1"},
+      {'f', "find_casesensitive=257", "numbers", "19|0|1|0|0|0|1"},
+      {'f', "dnslookupenabled=99999999999999", "numbers", "19|0|1|2147483647|0|0|1"},
+      {'f', "dailytotals=1", "numbers", "19|0|1|2147483647|1|0|1"},
+      {'f', "dailytotals", "numbers", "19|0|1|2147483647|0|0|1"},  // no "=": an empty value
+      {'i', "smartmemorydisabled=1", "numbers", "19|0|1|2147483647|0|0|1"},
+      {'f', "smartmemorydisabled=1", "numbers", "19|0|1|2147483647|0|1|0"},
+      {'f', "", "numbers", "19|0|1|2147483647|0|1|0"},
+      {'f', "=", "numbers", "19|0|1|2147483647|0|1|0"},
+  };
+  for (const auto& s : steps) {
+    if (s.source == 'f') Form(s.word);
+    if (s.source == 'i') Ini(s.word);
+    if (s.source == 'o') CompareParam(s.word.c_str(), &settings, &env, "other", 2);
+    if (s.source == 'b') CompareParam(s.word.c_str(), &settings, &env, "FORM", 99);
+    EXPECT_EQ(Field(s.field), s.value) << s.source << ":" << s.word.substr(0, 40);
   }
 }
 
-TEST_F(KeywordsTest, UrlLosesOneTrailingSlash) {
-  Form("url=http://example.org/");
-  EXPECT_STREQ(settings.url.c_str(), "http://example.org");
-  Form("url=http://example.org//");
-  EXPECT_STREQ(settings.url.c_str(), "http://example.org/");
-  Form("url=");
-  EXPECT_STREQ(settings.url.c_str(), "");
-}
-
-TEST_F(KeywordsTest, SourceConditions) {
-  Form("logs=/x/*.log");
-  Form("AccessLog=/x/access.log");
-  EXPECT_TRUE(settings.logs.empty());
-  EXPECT_TRUE(settings.accessLog.empty());
-  Ini("logs=/x/*.log");
-  Ini("accesslog=/x/access.log");
-  EXPECT_STREQ(settings.logs.c_str(), "/x/*.log");
-  EXPECT_STREQ(settings.accessLog.c_str(), "/x/access.log");
-
-  Ini("config=other.conf");
-  EXPECT_STREQ(settings.configFile.c_str(), "loglantern.conf");
-  Form("config=other.conf");
-  EXPECT_STREQ(settings.configFile.c_str(), "other.conf");
-
-  Ini("username=mallory");
-  EXPECT_TRUE(settings.username.empty());
-  Ini("smartmemorydisabled=1");
-  EXPECT_EQ(settings.smartMemoryEnabled, 1);
-}
-
-TEST_F(KeywordsTest, PasswordGoesWhereItsSourceSays) {
-  Form("password=typed");
-  Ini("password=stored");
-  EXPECT_STREQ(settings.password.c_str(), "typed");
-  EXPECT_STREQ(settings.accountPassword.c_str(), "stored");
-}
-
-TEST_F(KeywordsTest, SourceNameIgnoresCaseAndUnknownSourcesGetOnlyOpenKeywords) {
-  CompareParam("username=ann", &settings, &env, "FORM", 2);
-  EXPECT_STREQ(settings.username.c_str(), "ann");
-  CompareParam("logs=/a", &settings, &env, "Ini", 4);
-  EXPECT_STREQ(settings.logs.c_str(), "/a");
-  CompareParam("title=T", &settings, &env, "other", 2);
-  CompareParam("logs=/b", &settings, &env, "other", 2);
-  CompareParam("find=/f", &settings, &env, "other", 2);
-  EXPECT_STREQ(settings.title.c_str(), "T");
-  EXPECT_STREQ(settings.logs.c_str(), "/a");
-  EXPECT_STREQ(settings.accountFind.c_str(), "/f");  // not the form, so the account's part
-}
-
-TEST_F(KeywordsTest, ValueDropsLaterEqualsSignsAndWordsWithoutEqualsHaveEmptyValues) {
-  Form("title=A=B");
-  EXPECT_STREQ(settings.title.c_str(), "AB");
-  Form("dailytotals=1");
-  Form("dailytotals");
-  EXPECT_EQ(settings.dailyTotals, 0);
-  Form("nosuchkeyword=1");
-  Form("");
-  Form("=");
-}
-
-TEST_F(KeywordsTest, DateFieldsAndYearRules) {
-  Form("date=01011999,01311999");
-  EXPECT_STREQ(settings.dateStart.c_str(), "01011999");
-  EXPECT_STREQ(settings.dateEnd.c_str(), "01311999");
-  Form("date=02021998");
-  EXPECT_STREQ(settings.dateStart.c_str(), "02021998");
-  EXPECT_STREQ(settings.dateEnd.c_str(), "");
-  Form("date=123456789012345678901234567890,x");
-  EXPECT_EQ(settings.dateStart.size(), 19u);
-
-  Form("sm=01");
-  Form("sd=15");
-  Form("sy=99");
-  EXPECT_STREQ(settings.startMonth.c_str(), "01");
-  EXPECT_STREQ(settings.startDay.c_str(), "15");
-  EXPECT_EQ(settings.startYear, 1999);
-  Form("sy=2039");  // out of range: the year stays
-  EXPECT_EQ(settings.startYear, 1999);
-  Form("ey=100");
-  EXPECT_EQ(settings.endYear, 2000);
-  Form("em=123");  // a month field holds two characters
-  EXPECT_STREQ(settings.endMonth.c_str(), "12");
-}
-
-TEST_F(KeywordsTest, AuthRealmAndUserFromTheRequestOnlyFillEmptyFields) {
-  Form("authrealm=staff");
-  Form("authrealm=other");
-  EXPECT_STREQ(settings.authRealm.c_str(), "staff");
-  Ini("authrealm=*");
-  EXPECT_STREQ(settings.authRealm.c_str(), "*");
-  Ini("authuser=ann");
-  Form("authuser=bob");
-  EXPECT_STREQ(settings.authUser.c_str(), "ann");
-}
-
-TEST_F(KeywordsTest, FindIsKeptApartBySource) {
-  Form("find=/docs/");
-  Ini("find=/users/ann/");
-  EXPECT_STREQ(settings.formFind.c_str(), "/docs/");
-  EXPECT_STREQ(settings.accountFind.c_str(), "/users/ann/");
-  EXPECT_TRUE(settings.find.empty());
-}
-
-TEST_F(KeywordsTest, DebugRecordsTheRanksThatAskedForIt) {
-  Form("debug=1");
-  EXPECT_EQ(settings.debug, 1);
-  EXPECT_EQ(settings.debugSources, 4);
-  Ini("debug=2");
-  EXPECT_EQ(settings.debug, 2);
-  EXPECT_EQ(settings.debugSources, 4 | 16);
-  CompareParam("debug=3", &settings, &env, "form", 99);  // a wild rank shifts nothing
-  EXPECT_EQ(settings.debugSources, 4 | 16);
-}
-
-TEST_F(KeywordsTest, NumbersFollowAtoiAndSwitchesKeepTheirLowByte) {
-  Form("priority=19abc");
-  EXPECT_EQ(settings.priority, 19);
-  Form("flushtoserver=x");
-  EXPECT_EQ(settings.flushToServer, 0);
-  Form("find_casesensitive=257");
-  EXPECT_EQ(settings.findCaseSensitive, 1);
-  Form("find_pattern=1");
-  EXPECT_EQ(settings.findPattern, 1);
-  Form("dnslookupenabled=99999999999999");
-  EXPECT_EQ(settings.dnsLookupEnabled, 2147483647);
-  Form("smartmemorydisabled=1");
-  EXPECT_EQ(settings.smartMemoryDisabled, 1);
-  EXPECT_EQ(settings.smartMemoryEnabled, 0);
-}
-
-TEST_F(KeywordsTest, BaseNeedsOneTo243Characters) {
-  Form("base=" + std::string(243, 'b'));
-  EXPECT_EQ(settings.base.size(), 243u);
-  Form("base=");
-  EXPECT_EQ(settings.base.size(), 243u);
-  Form("base=" + std::string(244, 'c'));
-  EXPECT_EQ(settings.base.c_str()[0], 'b');
-  Form("base=http://h/");
-  EXPECT_STREQ(settings.base.c_str(), "http://h/");
-}
-
-TEST_F(KeywordsTest, OverlongNamesAndValuesAreCutNotSpilled) {
-  Form("title=" + std::string(5000, 't'));
-  EXPECT_EQ(settings.title.size(), 243u);
-  Form("username=" + std::string(500, 'u'));
-  EXPECT_EQ(settings.username.size(), 99u);
-  Form(std::string(300, 'n') + "=x");  // matches nothing
-  Form("title" + std::string(300, ' ') + "=x");
-  EXPECT_EQ(settings.title.size(), 243u);
+TEST_F(KeywordsTest, TopAndGreaterKeywordsOfEverySection) {
+  const std::pair<const char*, SectionSetting StatsFields::*> sections[] = {
+      {"badurls", &StatsFields::badUrls}, {"browsers", &StatsFields::browsers}, {"requests", &StatsFields::requests},
+      {"domaintypes", &StatsFields::domainTypes}, {"domains", &StatsFields::domains}, {"search", &StatsFields::search},
+      {"badreferrers", &StatsFields::badReferrers}, {"referrers", &StatsFields::referrers}};
+  for (const auto& [name, section] : sections) {
+    Ini(std::string(name) + "=2,5");
+    Form(std::string(name) + "_top=10%");
+    Form(std::string(name) + "_greater=9");
+    EXPECT_EQ(Section(settings.*section), "2,10,9,1") << name;
+  }
 }
 
 TEST_F(KeywordsTest, ExtraTextsFollowTheRankRule) {
-  Form("extrafooter=from form");
-  ASSERT_NE(settings.extraFooter, nullptr);
-  EXPECT_STREQ(settings.extraFooter, "from form");
-  log_SetExtraFooter("global", 3, &settings);
-  EXPECT_STREQ(settings.extraFooter, "global");
-  Form("extrafooter=form again");
-  EXPECT_STREQ(settings.extraFooter, "global");
-  Ini("extrafooter=account");
-  log_SetExtraFooter("later global", 3, &settings);
-  EXPECT_STREQ(settings.extraFooter, "account");
+  const std::pair<std::string, const char*> steps[] = {
+      {"f:from form", "from form"}, {"g:global", "global"}, {"f:form again", "global"},
+      {"i:account", "account"}, {"g:later global", "account"}};
+  for (const auto& [step, footer] : steps) {
+    if (step[0] == 'g') log_SetExtraFooter(step.c_str() + 2, 3, &settings);
+    if (step[0] == 'f') Form("extrafooter=" + step.substr(2));
+    if (step[0] == 'i') Ini("extrafooter=" + step.substr(2));
+    ASSERT_NE(settings.extraFooter, nullptr);
+    EXPECT_STREQ(settings.extraFooter, footer) << step;
+  }
   Ini("extraheader=head");
   EXPECT_STREQ(settings.extraHeader, "head");
 }
 
-TEST(ReturnValue, FieldsCountedFromOne) {
-  char out[16];
-  ReturnValue(out, sizeof out, "1,,3", 2);
-  EXPECT_STREQ(out, "");
-  ReturnValue(out, sizeof out, "1,,3", 3);
-  EXPECT_STREQ(out, "3");
-  ReturnValue(out, sizeof out, "abc", 1);
-  EXPECT_STREQ(out, "abc");
-  ReturnValue(out, sizeof out, "abc", 2);
-  EXPECT_STREQ(out, "");
-  ReturnValue(out, sizeof out, "a,b", 0);
-  EXPECT_STREQ(out, "");
-  ReturnValue(out, sizeof out, "", 1);
-  EXPECT_STREQ(out, "");
-  ReturnValue(out, sizeof out, "a,", 2);
-  EXPECT_STREQ(out, "");
-  ReturnValue(out, 4, "abcdefgh,x", 1);
-  EXPECT_STREQ(out, "abc");
+TEST(ReturnValue, FieldsCountedFromOneAndCutToTheOutput) {
+  const struct {
+    size_t size;
+    const char* text;
+    int n;
+    const char* out;
+  } cases[] = {{16, "1,,3", 2, ""}, {16, "1,,3", 3, "3"}, {16, "abc", 1, "abc"}, {16, "abc", 2, ""}, {16, "a,b", 0, ""},
+               {16, "", 1, ""}, {16, "a,", 2, ""}, {4, "abcdefgh,x", 1, "abc"}, {1, "abc", 1, ""}};
+  for (const auto& c : cases) {
+    char out[16] = "xxxxxxxxxxxxxxx";
+    ReturnValue(out, c.size, c.text, c.n);
+    EXPECT_STREQ(out, c.out) << c.text << " " << c.n;
+  }
 }
 
 }  // namespace

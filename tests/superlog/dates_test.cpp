@@ -68,6 +68,23 @@ TEST_F(ReaderTest, FieldParsersWriteOnlyWhatTheyRead) {
   for (const auto& [parser, text, expected] : cases) EXPECT_EQ(Parse(parser, text), expected) << text;
 }
 
+// A triplet is a date when a number is above 91 (the last such is the year),
+// else a time; blanks alone are neither.
+TEST_F(ReaderTest, TripletsAreDatesTimesOrNothing) {
+  const struct {
+    const char* text;
+    int kind, yearIndex;
+    std::string numbers;
+  } cases[] = {{"", 0, -1, "0 0 0"}, {" \t ", 0, -1, "0 0 0"}, {"\t13:55:36", 2, -1, "13 55 36"},
+               {"91/1/2", 2, -1, "91 1 2"}, {" 99/100/2", 1, 1, "99 100 2"}, {"5/6/92", 1, 2, "5 6 92"}};
+  for (const auto& c : cases) {
+    int32_t n[3] = {7, 7, 7}, yearIndex = -1;
+    EXPECT_EQ(ParseTripletAndGuessType(c.text, n, &yearIndex), c.kind) << c.text;
+    EXPECT_EQ(yearIndex, c.yearIndex) << c.text;
+    EXPECT_EQ(std::to_string(n[0]) + " " + std::to_string(n[1]) + " " + std::to_string(n[2]), c.numbers) << c.text;
+  }
+}
+
 TEST_F(ReaderTest, NumericDatesFollowTheConfiguredOrder) {
   const std::pair<const char*, const char*> orders[] = {
       {"DMY", "1999-2-1"}, {"DYM", "1902-99-1"}, {"MDY", "1999-1-2"},
@@ -133,6 +150,7 @@ TEST_F(ReaderTest, ClassifierDatesLinesByFieldShapes) {
       {"2001/12/05", Local(2001, 12, 5)},
       {"1/2/05", 0},                       // no number above 91: a time
       {"13:55:36 1999-10-23 08:00:00", Local(1999, 10, 23, 13, 55, 36)},  // the latest time wins
+      {"13:55:36 1999-10-23 13:55:37", Local(1999, 10, 23, 13, 55, 37)},
       {"10/23/99 x 13:55:36", Local(1999, 10, 23, 13, 55, 36)},
       {"\"10/23/99 13:55:36\" 1999-01-01", Local(1999, 10, 23, 13, 55, 36)},
       {"943920000 x", 943920000},

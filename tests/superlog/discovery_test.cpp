@@ -1,7 +1,5 @@
 // Finding the logs, the summary file across runs, the date-range scan and
 // the walk over the files of the report range.
-#include <grp.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -274,57 +272,6 @@ TEST_F(ReaderTest, FixGmtShiftsLogDatesBeforeTheRangeTestButNotInTheSummary) {
     EXPECT_EQ(Records(dir.file("s_log.LGS"))[0], std::to_string(a.size()) + "," + std::to_string(Noon(1, 1)) +
                                                      "," + std::to_string(Noon(1, 2)) + "," + dir.file("a.log"));
   }
-}
-
-std::string Names(uid_t uid, gid_t gid, const char* userLabel, const char* groupLabel) {
-  const struct passwd* pw = getpwuid(uid);
-  const struct group* gr = getgrgid(gid);
-  return std::string("<b>") + userLabel + ":</b> " + (pw ? pw->pw_name : "unknown") + " / <b>" + groupLabel +
-         ":</b> " + (gr ? gr->gr_name : "unknown") + "<br>";
-}
-
-TEST_F(ReaderTest, DebugTableRows) {
-  TempDir dir;
-  const std::string a = DailyLog(1, 1, 2);
-  WriteFile(dir.file("a.log"), a);
-  WriteFile(dir.file("b.log"), DailyLog(3, 1, 2));
-  WriteFile(dir.file("c.log"), "undated\n");
-  const ll::time32_t first = Local(1999, 1, 1), last = Local(1999, 1, 31);
-  Init(dir, first, last, "*.log", 1);
-  CaptureStdout capture;
-  LogHit hit;
-  while (SuperLog_NextLogFile()) {
-    while (SuperLog_ParseNextLine(&hit)) {
-    }
-  }
-  std::string head = "<tr><td colspan=6>" + Names(getuid(), getgid(), "User", "Group");
-  if (geteuid() != getuid()) head += Names(geteuid(), getegid(), "Effective User", "Effective Group");
-  head += std::string("<b>Range start:</b> ") + ll::Ctime32(first) + "<br>";
-  head += std::string("<b>Range end:</b>   ") + ll::Ctime32(last) + "<br>";
-  head += "<b>Log File Pattern:</b> " + dir.file("*.log") + "<br></td></tr>\n";
-  const auto row = [&](const char* name, size_t size, ll::time32_t start, ll::time32_t end, const char* cells) {
-    const std::string from = ll::Ctime32(start);  // one static buffer
-    return "<tr><td>" + dir.file(name) + "</td><td align=right>" + std::to_string(size) + "</td><td>" + from +
-           "</td><td>" + ll::Ctime32(end) + "</td>" + cells;
-  };
-  EXPECT_EQ(capture.Finish(),
-            head +
-                "<tr><td colspan=6 align=center><b>Log Files Found</b></td></tr>\n"
-                "<tr><td align=center><b>Filename</b></td><td align=center><b>Size</b></td>"
-                "<td align=center><b>start</b></td><td align=center><b>end</b></td>"
-                "<td align=center><b>In Range</b></td><td align=center><b>Format</b></td></tr>\n" +
-                row("a.log", a.size(), Noon(1, 1), Noon(1, 2), "<td align=center>YES</td><td>\nCLF/ELF<br></td></tr>\n") +
-                row("b.log", a.size(), Noon(3, 1), Noon(3, 2), "<td align=center>No</td><td>\n</td></tr>\n") +
-                "<tr><td>" + dir.file("c.log") +
-                "</td><td align=right>8</td><td colspan=2 align=center>invalid size or dates. probably not a log "
-                "file</td><td></td></tr>\n");
-
-  Init(dir, first, last, "none*", 1);
-  CaptureStdout none;
-  EXPECT_EQ(SuperLog_NextLogFile(), 0);
-  EXPECT_NE(none.Finish().find("<b>Log File Pattern:</b> " + dir.file("none*") +
-                               "<br></td></tr>\n<tr><td colspan=6 align=center><b>No Files Found!</b>"),
-            std::string::npos);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Lines into hit records: one fixture per log format, the post-processing
 // of fields, line ends and cuts, and the count of log bytes read.
 #include <random>
+#include <sstream>
 
 #include "superlog_test_util.h"
 
@@ -12,100 +13,36 @@ using sltest::ReaderTest;
 using sltest::ScopedZone;
 using Hits = std::vector<std::string>;
 
-struct FormatCase {
-  const char* name;
-  const char* dateFormat;  // or null
-  const char* logFormat;   // or null
-  std::string text;
-  Hits hits;
-};
-
+// log_formats.txt holds, per log format, a log and the hits it must give,
+// under "=== name|date order|log format" (either setting may be empty).
 TEST_F(ReaderTest, EveryLogFormat) {
-  const FormatCase cases[] = {
-      {"combined", nullptr, nullptr,
-       "1.2.3.4 - frank [10/Oct/1999:13:55:36 -0700] \"GET /index.html HTTP/1.0\" 200 2326 "
-       "\"http://www.example.com/start.html\" \"Mozilla/4.08 [en] (Win98; I ;Nav)\"\n",
-       {"1.2.3.4 /index.html 200 2326 ref=http://www.example.com/start.html agent=Mozilla/4.08 [en] (Win98; I ;Nav) "
-        "user=frank @1999-10-10 13:55:36"}},
-      {"common", nullptr, nullptr,
-       "host.example.com - - [01/Aug/1995:00:00:01 -0400] \"GET /launch.gif HTTP/1.0\" 200 1713\n"
-       "1.2.3.4 - - [01/Aug/1995:00:00:07 -0400] \"GET /countdown/ HTTP/1.0\" 304 -\n"
-       "1.2.3.4 - - [01/Aug/1995:00:00:08 -0400] \"-\" 408 -\n"
-       "1.2.3.4 - - [01/Aug/1995:00:00:09 -0400] \"GET /ksc.html\" 200 7\n"
-       "1.2.3.4 - - [01/Aug/1995:00:00:10 -0400] \"GET /a.html   HTTP/1.0\" 200 7\n"
-       "1.2.3.4 - - [01/Aug/1995:00:00:11 -0400] \"GET  /b.html HTTP/1.0\" 200 7\n"
-       "1.2.3.4 - - [01/Aug/1995:00:00:12 -0400] \"/old-style\" 200 7\n",
-       {"host.example.com /launch.gif 200 1713 @1995-08-01 00:00:01", "1.2.3.4 /countdown/ 304 0 @1995-08-01 00:00:07",
-        "1.2.3.4 /ksc.html 200 7 @1995-08-01 00:00:09", "1.2.3.4 /a.html 200 7 @1995-08-01 00:00:10",
-        "1.2.3.4  200 7 @1995-08-01 00:00:11", "1.2.3.4 /old-style 200 7 @1995-08-01 00:00:12"}},
-      {"IIS", nullptr, nullptr,
-       "192.168.114.201, -, 03/20/99, 7:55:20, W3SVC2, SERVER, 172.21.13.45, 4502, 163, 3223, 200, 0, GET, "
-       "/DeptLogo.gif, -,\r\n"
-       "192.168.114.201, -, 03/20/99, 7:55:21, MSFTPSVC1, SERVER, 172.21.13.45, 4502, 163, 3223, 200, 0, GET, "
-       "/ftp.txt, -,\r\n"
-       "192.168.114.201, bob, 03/20/99, 7:55:22, W3SVC, SERVER, 172.21.13.45, 4502, 163, 99, 404, 0, GET, "
-       "/q.asp, a=1, http://ref/, Mozilla/4.0+(x)\r\n",
-       {"192.168.114.201 /DeptLogo.gif?-, 200 3223 realm=172.21.13.45 @1999-03-20 07:55:20",
-        "192.168.114.201 /q.asp?a=1 404 99 ref=http://ref/ agent=Mozilla/4.0+(x) realm=172.21.13.45 user=bob "
-        "@1999-03-20 07:55:22"}},
-      {"W3C of IIS 4", nullptr, nullptr,
-       "#Software: Microsoft Internet Information Server 4.0\n#Fields: time c-ip cs-uri-stem\n13:55:35 10.0.0.1 /x\n"
-       "#Fields: date time c-ip cs-username s-ip cs-method cs-uri-stem cs-uri-query sc-status sc-bytes "
-       "cs(User-Agent) cs(Referer)\n"
-       "1999-10-23 13:55:36 10.0.0.1 - 10.0.0.2 GET /search q=abc 200 1234 Mozilla/4.0+(compatible;+MSIE+5.0%3B) "
-       "http://www.example.com/\n"
-       "1999-10-23 13:55:37 10.0.0.1 bob 10.0.0.2 GET /search - 404 0 - -\n"
-       "1999-10-23 13:55:38 10.0.0.1 bob 10.0.0.2 GET - - 404 0 - -\n",
-       {"10.0.0.1 /search?q=abc 200 1234 ref=http://www.example.com/ agent=Mozilla/4.0 (compatible; MSIE 5.0;) "
-        "realm=10.0.0.2 @1999-10-23 13:55:36",
-        "10.0.0.1 /search 404 0 realm=10.0.0.2 user=bob @1999-10-23 13:55:37"}},
-      {"W3C of WebSTAR 2.1", "DMY", nullptr,
-       "#Software: WebSTAR/2.1\n#Fields: date time cs-ip cs-uri-stem c-uri-query sc-status bytes cs(user-agent) "
-       "cs(referer)\n23/10/99\t13:55:36\t10.0.0.9\t:Folder:page.html\tid=7\t200\t512\tMacWeb+1.0\t\"-\"\n",
-       {"10.0.0.9 /Folder/page.html?id=7 200 512 agent=MacWeb+1.0 @1999-10-23 13:55:36"}},
-      {"WebSTAR !!LOG_FORMAT", nullptr, nullptr,
-       "!!WebSTAR STARTUP\n!!LOG_FORMAT DATE TIME RESULT HOSTNAME URL BYTES_SENT\n"
-       "10/23/99\t13:55:36\tOK\tmac.example.com.\t:Folder:page.html\t512\n"
-       "99/10/23\t13:55:37\tPRIV\tmac.example.com\t:cgi:prog?a:b\t0\n"
-       "10/23/99\t13:55:38\tERR!\tmac.example.com\t/missing\t0\n"
-       "10/23/05\t13:55:39\tOK\tmac.example.com\t/old\t0\n",
-       {"mac.example.com /Folder/page.html 200 512 @1999-10-23 13:55:36",
-        "mac.example.com /cgi/prog?a:b 403 0 @1999-10-23 13:55:37",
-        "mac.example.com /missing 404 0 @1999-10-23 13:55:38"}},
-      {"WebSTAR #Fields", nullptr, nullptr,
-       "#Fields: DATE TIME RESULT CS-HOST C-IP URL SEARCH_ARGS BYTES USER AGENT REFERER CONNECTION_NAME\n"
-       "1999-10-23\t13:55:36\t200\t-\t10.0.0.1\t/find\tq=1\t77\tann\tAgent/1\thttp://r/\tsite\n"
-       "1999-10-23\t13:55:37\t304\tdns.example.com:80\t10.0.0.1\t/x\t-\t0\t-\t-\t-\t-\n",
-       {"10.0.0.1 /find?q=1 200 77 ref=http://r/ agent=Agent/1 realm=site user=ann @1999-10-23 13:55:36",
-        "dns.example.com /x 304 0 @1999-10-23 13:55:37"}},
-      {"Netscape", nullptr, nullptr,
-       "format=%Ses->client.ip% - %Req->vars.auth-user% [%SYSDATE%] \"%Req->reqpb.clf-request%\" "
-       "%Req->srvhdrs.clf-status% %Req->srvhdrs.content-length%\n"
-       "10.1.1.1 - joe [23/Oct/1999:13:55:36 +0100] \"GET /ns.html HTTP/1.0\" 200 99\n",
-       {"10.1.1.1 /ns.html 200 99 user=joe @1999-10-23 13:55:36"}},
-      {"WebSite", "DMY", nullptr,
-       "23/10/99 13:55:36\tpc.example.com\tx\trealm1\tjoe\tx\t/site/page.htm\thttp://r/\tx\tBrowser/2\t200\t4321\tx\n",
-       {"pc.example.com /site/page.htm 200 4321 ref=http://r/ agent=Browser/2 realm=realm1 user=joe "
-        "@1999-10-23 13:55:36"}},
-      {"MacHTTP", nullptr, nullptr, "10/23/99\t13:55:36\tOK\tmac.example.com\t:Docs:index.html\t2048\n",
-       {"mac.example.com /Docs/index.html 200 2048 @1999-10-23 13:55:36"}},
-      {"given template", nullptr, "S0hu?r??",
-       "943920000 proxy7. /given ignored 301\n943920001 1.2.3.4:8080 - ignored 200\n943920002\n",
-       {"proxy7 /given 301 0 @1999-11-30 00:00:00"}},
-      {"trimmed hosts, header lines anywhere", nullptr, nullptr,
-       "1.2.3.4:8080 - - [10/Oct/1999:13:55:36 -0700] \"GET / HTTP/1.0\" 200 1\n"
-       "2001:41d0:8:f69::1 - - [10/Oct/1999:13:55:36 -0700] \"GET / HTTP/1.0\" 200 1\n"
-       "a.. - - [10/Oct/1999:13:55:36 -0700] \"GET / HTTP/1.0\" 200 1\n"
-       "#Software: Microsoft Internet Information Server 4.0\n#Fields: date cs-uri-stem\n1999-10-23 /w3c\n",
-       {"1.2.3.4 / 200 1 @1999-10-10 13:55:36", "2001:41d0:8:f69::1 / 200 1 @1999-10-10 13:55:36",
-        "a. / 200 1 @1999-10-10 13:55:36", "() /w3c 0 0 @1999-10-23 00:00:00"}},
-  };
-  for (const FormatCase& c : cases) {
+  std::istringstream in(testing_support::ReadFile(testing_support::SourceDir() + "/tests/superlog/log_formats.txt"));
+  std::string line, name, log;
+  Hits hits;
+  bool inHits = false;
+  int formats = 0;
+  auto check = [&] {
+    if (name.empty()) return;
+    const size_t bar = name.find('|'), bar2 = name.find('|', bar + 1);
     SuperLog_ResetForTesting();
-    if (c.dateFormat) SuperLog_SetDateFormat(c.dateFormat, kSourceForm);
-    if (c.logFormat) SuperLog_SetLogFormat(c.logFormat, kSourceGlobal);
-    EXPECT_EQ(ParseText(c.text), c.hits) << c.name;
+    if (bar2 > bar + 1) SuperLog_SetDateFormat(name.substr(bar + 1, bar2 - bar - 1).c_str(), kSourceForm);
+    if (bar2 + 1 < name.size()) SuperLog_SetLogFormat(name.substr(bar2 + 1).c_str(), kSourceGlobal);
+    EXPECT_EQ(ParseText(log), hits) << name;
+    ++formats;
+  };
+  while (std::getline(in, line)) {
+    if (line.rfind("=== ", 0) == 0) {
+      check();
+      name = line.substr(4), log.clear(), hits.clear(), inHits = false;
+    } else if (line == "--- hits") {
+      inHits = true;
+    } else if (!name.empty()) {
+      if (inHits) hits.push_back(line);
+      else log += line + "\n";
+    }
   }
+  check();
+  EXPECT_EQ(formats, 12);
 }
 
 TEST_F(ReaderTest, StampsAreLocalTimeAndFixGmtMovesThemByTheStandardOffset) {

@@ -1,7 +1,6 @@
 #include "support/test_support.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,7 +11,6 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 #include "report/page_writer.h"
 
@@ -85,19 +83,12 @@ std::string BinaryPath() { return EnvOr("LOGLANTERN_BINARY", "build/loglantern")
 std::string SourceDir() { return EnvOr("LOGLANTERN_SOURCE_DIR", "."); }
 std::string SharedDir() { return EnvOr("LOGLANTERN_SHARED_DIR", SourceDir() + "/../shared"); }
 
-static std::string Slurp(int fd) {
-  std::string text;
-  char buf[65536];
-  ssize_t n;
-  while ((n = read(fd, buf, sizeof buf)) > 0) text.append(buf, static_cast<size_t>(n));
-  return text;
-}
-
+// Standard input, output and error go through files of a temporary folder:
+// no pipes to keep flowing, and a program that never reads its input is fine.
 RunResult RunLoglantern(const std::vector<std::string>& args,
                         const std::map<std::string, std::string>& env, const std::string& input,
                         const std::string& cwd) {
-  signal(SIGPIPE, SIG_IGN);  // the program may exit without reading its input
-  std::string binary = fs::absolute(BinaryPath()).string();
+  const std::string binary = fs::absolute(BinaryPath()).string();
   std::map<std::string, std::string> fullEnv;
   for (const char* keep : {"TZ", "LC_ALL"}) {
     if (const char* v = getenv(keep)) fullEnv[keep] = v;
@@ -105,15 +96,12 @@ RunResult RunLoglantern(const std::vector<std::string>& args,
   for (const auto& [k, v] : env) fullEnv[k] = v;
   std::vector<std::string> envStrings;
   for (const auto& [k, v] : fullEnv) envStrings.push_back(k + "=" + v);
-
-  int inPipe[2], outPipe[2], errPipe[2];
-  if (pipe(inPipe) || pipe(outPipe) || pipe(errPipe)) throw std::runtime_error("pipe failed");
+  TempDir io;
+  WriteFile(io.file("in"), input);
   pid_t pid = fork();
   if (pid == 0) {
-    dup2(inPipe[0], STDIN_FILENO);
-    dup2(outPipe[1], STDOUT_FILENO);
-    dup2(errPipe[1], STDERR_FILENO);
-    for (int fd : {inPipe[0], inPipe[1], outPipe[0], outPipe[1], errPipe[0], errPipe[1]}) close(fd);
+    const std::pair<std::string, int> files[] = {{"in", O_RDONLY}, {"out", O_WRONLY | O_CREAT}, {"err", O_WRONLY | O_CREAT}};
+    for (int fd = 0; fd < 3; ++fd) dup2(open(io.file(files[fd].first).c_str(), files[fd].second, 0600), fd);
     if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(126);
     std::vector<char*> argv{const_cast<char*>(binary.c_str())};
     for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
@@ -124,28 +112,12 @@ RunResult RunLoglantern(const std::vector<std::string>& args,
     execve(binary.c_str(), argv.data(), envp.data());
     _exit(127);
   }
-  close(inPipe[0]);
-  close(outPipe[1]);
-  close(errPipe[1]);
-  std::thread writer([&] {
-    size_t off = 0;
-    while (off < input.size()) {
-      ssize_t n = write(inPipe[1], input.data() + off, input.size() - off);
-      if (n <= 0) break;
-      off += static_cast<size_t>(n);
-    }
-    close(inPipe[1]);
-  });
-  RunResult result;
-  std::thread errReader([&] { result.err = Slurp(errPipe[0]); });
-  result.out = Slurp(outPipe[0]);
-  errReader.join();
-  writer.join();
-  close(outPipe[0]);
-  close(errPipe[0]);
   int status = 0;
   waitpid(pid, &status, 0);
+  RunResult result;
   result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  result.out = ReadFile(io.file("out"));
+  result.err = ReadFile(io.file("err"));
   return result;
 }
 

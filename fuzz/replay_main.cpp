@@ -1,0 +1,26 @@
+// Replays kept fuzz inputs without libFuzzer: every file of the folders
+// named on the command line goes once through the target's entry function,
+// then an empty input does.  The target aborts on a broken invariant, which
+// fails the test that runs this program.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size);
+
+int main(int argc, char** argv) {
+  int replayed = 0;
+  for (int i = 1; i < argc; ++i) {
+    for (const auto& file : std::filesystem::directory_iterator(argv[i])) {
+      std::ifstream in(file.path(), std::ios::binary);
+      const std::string input{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+      LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(input.data()), input.size());
+      ++replayed;
+    }
+  }
+  LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(""), 0);
+  printf("%d inputs replayed\n", replayed);
+  return replayed > 0 ? 0 : 1;
+}
