@@ -37,20 +37,20 @@ constexpr size_t kWorkSize = 244;
 
 // One visitor in the open-addressed visitor table, 32 bytes so that a probe
 // reads one cache line.  A host written as a plain dotted IPv4 address is
-// kept as its four bytes, any other host in hostArena; the hash only finds
-// the slot, the host and agent are always compared, so two visitors are
-// never merged.
+// kept as its four bytes, any other host as its number in hostIds, and the
+// browser text as its number; the hash only finds the slot, host and agent
+// are always compared, so two visitors are never merged.
 struct Visitor {
   uint32_t tag;  // high half of the hash, never 0; 0 marks an empty slot
   uint32_t agent;
-  uint32_t host;  // the address, or the host's offset in hostArena
+  uint32_t host;  // the address, or the host's number in hostIds
   uint32_t lastPage;  // the open visit's last page, an index of pageNames
   ll::time32_t visitStart;
   ll::time32_t last;
   int16_t lastDay;  // the last day this visitor was counted on
   uint8_t flags;
-  uint8_t hostLength;  // of a host in hostArena
-  uint32_t unused;
+  uint8_t unused1;
+  uint32_t unused2;
 };
 static_assert(sizeof(Visitor) == 32);
 constexpr uint8_t kHasPage = 1;     // the open visit has an entry page
@@ -103,11 +103,10 @@ class SlotArray {
   size_t mappedBytes_ = 0;
 };
 
-// The host as one visitor-table key: an address or a text.
+// The host as one visitor-table key: an address or a host number.
 struct HostKey {
   bool isAddress;
-  uint32_t address;
-  std::string_view text;
+  uint32_t value;  // the address, or the host's number in hostIds
 };
 
 struct SideFigures {
@@ -131,7 +130,7 @@ struct AudienceState {
   ListInfo* info[7] = {};
   SlotArray visitorTable;  // a power of two long, or empty
   size_t visitorCount = 0;
-  std::vector<char> hostArena;
+  std::unordered_map<std::string, uint32_t> hostIds;  // hosts that are not addresses
   std::unordered_map<std::string, uint32_t> pageIds;
   std::vector<const std::string*> pageNames;  // keys of pageIds by index
   std::vector<SideFigures> pageFigures;
@@ -211,17 +210,28 @@ bool PackAddress(std::string_view text, uint32_t* address) {
   return at == text.size();
 }
 
+// A host that is not an address is numbered on first sight, so that the
+// visitor table compares numbers only and its slots stay small.
 HostKey KeyOfHost(const char* hostText) {
   std::string_view text(hostText ? hostText : "");
   if (text.size() > 255) text = text.substr(0, 255);  // hosts are cut at 243 before this
-  HostKey key{false, 0, text};
-  key.isAddress = PackAddress(text, &key.address);
+  HostKey key{true, 0};
+  if (PackAddress(text, &key.value)) return key;
+  key.isAddress = false;
+  m.key.assign(text);
+  auto found = m.hostIds.find(m.key);
+  if (found != m.hostIds.end()) {
+    key.value = found->second;
+  } else {
+    key.value = static_cast<uint32_t>(m.hostIds.size());
+    m.hostIds.emplace(m.key, key.value);
+    m.bytes += static_cast<long>(sizeof(uint32_t) + m.key.size() + 64);
+  }
   return key;
 }
 
 uint64_t VisitorHash(const HostKey& host, uint32_t agent) {
-  uint64_t h = host.isAddress ? host.address * 0xD6E8FEB86659FD93ULL
-                              : std::hash<std::string_view>{}(host.text);
+  uint64_t h = (host.value * 0xD6E8FEB86659FD93ULL) ^ (host.isAddress ? 0x5851F42D4C957F2DULL : 0);
   h ^= agent * 0x9E3779B97F4A7C15ULL;
   h ^= h >> 29;
   h *= 0xBF58476D1CE4E5B9ULL;
@@ -231,15 +241,10 @@ uint64_t VisitorHash(const HostKey& host, uint32_t agent) {
 
 uint32_t TagOf(uint64_t hash) { return static_cast<uint32_t>(hash >> 32) | 1; }
 
-HostKey HostOf(const Visitor& v) {
-  if (v.flags & kAddressHost) return {true, v.host, {}};
-  return {false, 0, {m.hostArena.data() + v.host, v.hostLength}};
-}
+HostKey HostOf(const Visitor& v) { return {(v.flags & kAddressHost) != 0, v.host}; }
 
 bool SameHost(const Visitor& v, const HostKey& host) {
-  if (host.isAddress) return (v.flags & kAddressHost) && v.host == host.address;
-  return !(v.flags & kAddressHost) && v.hostLength == host.text.size() &&
-         memcmp(m.hostArena.data() + v.host, host.text.data(), host.text.size()) == 0;
+  return v.host == host.value && ((v.flags & kAddressHost) != 0) == host.isAddress;
 }
 
 // Doubles the table (or makes its first 4096 slots).
@@ -285,15 +290,8 @@ Visitor& FindVisitor(const HostKey& host, uint32_t agent, uint64_t hash, bool* i
   v.tag = tag;
   v.agent = agent;
   v.lastDay = -1;
-  if (host.isAddress) {
-    v.flags = kAddressHost;
-    v.host = host.address;
-  } else {
-    v.host = static_cast<uint32_t>(m.hostArena.size());
-    v.hostLength = static_cast<uint8_t>(host.text.size());
-    m.hostArena.insert(m.hostArena.end(), host.text.begin(), host.text.end());
-    m.bytes += static_cast<long>(host.text.size());
-  }
+  v.flags = host.isAddress ? kAddressHost : 0;
+  v.host = host.value;
   ++m.visitorCount;
   return v;
 }
@@ -442,7 +440,7 @@ void AudienceFree(PassResults* r) {
   for (ListInfo*& info : m.info) info = nullptr;
   m.visitorTable.Release();
   m.visitorCount = 0;
-  m.hostArena = {};
+  m.hostIds = {};
   m.pageIds = {};
   m.pageNames = {};
   m.pageFigures = {};
