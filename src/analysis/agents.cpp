@@ -20,12 +20,16 @@ namespace {
 struct CompiledRules {
   const AgentRule* rules = nullptr;
   std::vector<pcre2_code*> code;  // null for a rule that did not compile
+  ~CompiledRules() {
+    for (pcre2_code* c : code) pcre2_code_free(c);
+  }
 };
 
 struct AgentsState {
   bool compiled = false;
   CompiledRules browsers, systems, devices;
   pcre2_match_data* match = nullptr;
+  ~AgentsState() { pcre2_match_data_free(match); }
   struct Known {
     const std::string* text;  // the key in ids
     bool classified;

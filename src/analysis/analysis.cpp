@@ -402,6 +402,7 @@ void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
 void CountHit(const StatsFields* s, LogHit* hit) {
   if (!PassesRequestFilters(s, hit)) return;
   const char* loggedHost = hit->host;  // a lookup below may replace hit->host
+  if (mPass.audience) PrepareAudienceHit(hit, loggedHost);
   bool fileTypePasses = FileTypePasses(s, hit->url);
   char* resolved = nullptr;
   if (mPass.lookupMode == kLookupEveryHit && fileTypePasses && hit->host) {

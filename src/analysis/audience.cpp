@@ -10,13 +10,16 @@
 #include "analysis/audience.h"
 
 #include <strings.h>
+#include <sys/mman.h>
 
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "analysis/agents.h"
@@ -32,37 +35,102 @@ namespace {
 constexpr ll::time32_t kVisitGap = 30 * 60;  // a longer pause starts a new visit
 constexpr size_t kWorkSize = 244;
 
-// One visitor in the open-addressed visitor table.  The host is kept in the
-// slot when it is short (every IPv4 address), else in hostArena; the hash
-// only finds the slot, the host and agent are always compared, so two
-// visitors are never merged.
+// One visitor in the open-addressed visitor table, 32 bytes so that a probe
+// reads one cache line.  A host written as a plain dotted IPv4 address is
+// kept as its four bytes, any other host as its number in hostIds, and the
+// browser text as its number; the hash only finds the slot, host and agent
+// are always compared, so two visitors are never merged.
 struct Visitor {
-  uint64_t hash;  // 0: an empty slot
+  uint32_t tag;  // high half of the hash, never 0; 0 marks an empty slot
   uint32_t agent;
-  uint32_t hostRef;  // offset in hostArena, for hosts longer than kInlineHost
+  uint32_t host;  // the address, or the host's number in hostIds
+  uint32_t lastPage;  // the open visit's last page, an index of pageNames
   ll::time32_t visitStart;
   ll::time32_t last;
   int16_t lastDay;  // the last day this visitor was counted on
-  uint8_t hasPage;  // the open visit has an entry page
-  uint8_t hostLength;
-  uint32_t lastPage;  // the open visit's last page, an index of pageNames
-  char inlineHost[20];
+  uint8_t flags;
+  uint8_t unused1;
+  uint32_t unused2;
 };
-constexpr size_t kInlineHost = sizeof(Visitor{}.inlineHost);
+static_assert(sizeof(Visitor) == 32);
+constexpr uint8_t kHasPage = 1;     // the open visit has an entry page
+constexpr uint8_t kAddressHost = 2;  // host holds an IPv4 address
+
+// The visitor table's memory: zeroed pages straight from the system, asked
+// for as huge pages, since every hit reads one slot at random and small
+// pages would make most of those reads miss the address cache as well.
+class SlotArray {
+ public:
+  SlotArray() = default;
+  SlotArray(const SlotArray&) = delete;
+  SlotArray& operator=(const SlotArray&) = delete;
+  ~SlotArray() { Release(); }
+  void Swap(SlotArray& other) {
+    std::swap(slots_, other.slots_);
+    std::swap(size_, other.size_);
+    std::swap(mapped_, other.mapped_);
+    std::swap(mappedBytes_, other.mappedBytes_);
+  }
+  // Makes n empty slots; ends the process with status 1 when refused.
+  void Make(size_t n) {
+    Release();
+    constexpr size_t kHuge = 2 << 20;
+    mappedBytes_ = n * sizeof(Visitor) + kHuge;
+    mapped_ = mmap(nullptr, mappedBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+                   -1, 0);
+    if (mapped_ == MAP_FAILED) exit(1);
+    uintptr_t start = (reinterpret_cast<uintptr_t>(mapped_) + kHuge - 1) & ~(kHuge - 1);
+    madvise(reinterpret_cast<void*>(start), n * sizeof(Visitor), MADV_HUGEPAGE);
+    slots_ = reinterpret_cast<Visitor*>(start);
+    size_ = n;
+  }
+  void Release() {
+    if (mapped_) munmap(mapped_, mappedBytes_);
+    mapped_ = nullptr;
+    slots_ = nullptr;
+    size_ = 0;
+  }
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  Visitor& operator[](size_t i) { return slots_[i]; }
+  Visitor* begin() { return slots_; }
+  Visitor* end() { return slots_ + size_; }
+
+ private:
+  Visitor* slots_ = nullptr;
+  size_t size_ = 0;
+  void* mapped_ = nullptr;
+  size_t mappedBytes_ = 0;
+};
+
+// The host as one visitor-table key: an address or a host number.
+struct HostKey {
+  bool isAddress;
+  uint32_t value;  // the address, or the host's number in hostIds
+};
 
 struct SideFigures {
   int32_t pages = 0;
   double bytes = 0;
 };
 
+// What PrepareAudienceHit worked out for the hit about to be counted.
+struct Prepared {
+  const LogHit* hit = nullptr;
+  uint32_t agentId = 0;
+  HostKey host{};
+  uint64_t visitorHash = 0;
+};
+
 struct AudienceState {
+  Prepared prepared;
   bool visitors = false, pages = false, statusCodes = false, families = false, robots = false;
   bool pagesIgnoreCase = false;
   bool showQuery = false;
   ListInfo* info[7] = {};
-  std::vector<Visitor> visitorTable;  // a power of two long, or empty
+  SlotArray visitorTable;  // a power of two long, or empty
   size_t visitorCount = 0;
-  std::vector<char> hostArena;
+  std::unordered_map<std::string, uint32_t> hostIds;  // hosts that are not addresses
   std::unordered_map<std::string, uint32_t> pageIds;
   std::vector<const std::string*> pageNames;  // keys of pageIds by index
   std::vector<SideFigures> pageFigures;
@@ -112,65 +180,106 @@ uint32_t PageIndex(const char* page) {
 
 // Ends a visitor's open visit: its exit page and its length.
 void EndVisit(Visitor& v, PassResults* r) {
-  if (m.pages && v.hasPage) {
+  if (m.pages && (v.flags & kHasPage)) {
     AddTo(&r->exitPages, 2, m.pageNames[v.lastPage]->c_str(), m.pagesIgnoreCase);
     ++r->visitEnds;
   }
   r->visitSeconds += static_cast<double>(v.last) - v.visitStart;
-  v.hasPage = 0;
+  v.flags &= static_cast<uint8_t>(~kHasPage);
 }
 
-uint64_t VisitorHash(std::string_view host, uint32_t agent) {
-  uint64_t h = std::hash<std::string_view>{}(host) ^ (agent * 0x9E3779B97F4A7C15ULL);
+// Reads a host written exactly as a dotted IPv4 address ("10.0.0.1", no
+// leading zeros), the only spelling that the four bytes give back.
+bool PackAddress(std::string_view text, uint32_t* address) {
+  uint32_t value = 0;
+  size_t at = 0;
+  for (int part = 0; part < 4; ++part) {
+    if (part > 0) {
+      if (at >= text.size() || text[at] != '.') return false;
+      ++at;
+    }
+    size_t start = at;
+    uint32_t number = 0;
+    while (at < text.size() && at - start < 4 && text[at] >= '0' && text[at] <= '9')
+      number = number * 10 + static_cast<uint32_t>(text[at++] - '0');
+    size_t digits = at - start;
+    if (digits == 0 || digits > 3 || number > 255 || (digits > 1 && text[start] == '0')) return false;
+    value = value << 8 | number;
+  }
+  *address = value;
+  return at == text.size();
+}
+
+// A host that is not an address is numbered on first sight, so that the
+// visitor table compares numbers only and its slots stay small.
+HostKey KeyOfHost(const char* hostText) {
+  std::string_view text(hostText ? hostText : "");
+  if (text.size() > 255) text = text.substr(0, 255);  // hosts are cut at 243 before this
+  HostKey key{true, 0};
+  if (PackAddress(text, &key.value)) return key;
+  key.isAddress = false;
+  m.key.assign(text);
+  auto found = m.hostIds.find(m.key);
+  if (found != m.hostIds.end()) {
+    key.value = found->second;
+  } else {
+    key.value = static_cast<uint32_t>(m.hostIds.size());
+    m.hostIds.emplace(m.key, key.value);
+    m.bytes += static_cast<long>(sizeof(uint32_t) + m.key.size() + 64);
+  }
+  return key;
+}
+
+uint64_t VisitorHash(const HostKey& host, uint32_t agent) {
+  uint64_t h = (host.value * 0xD6E8FEB86659FD93ULL) ^ (host.isAddress ? 0x5851F42D4C957F2DULL : 0);
+  h ^= agent * 0x9E3779B97F4A7C15ULL;
   h ^= h >> 29;
   h *= 0xBF58476D1CE4E5B9ULL;
   h ^= h >> 32;
-  return h ? h : 1;
+  return h;
 }
 
-std::string_view HostOf(const Visitor& v) {
-  const char* text = v.hostLength <= kInlineHost ? v.inlineHost : &m.hostArena[v.hostRef];
-  return {text, v.hostLength};
+uint32_t TagOf(uint64_t hash) { return static_cast<uint32_t>(hash >> 32) | 1; }
+
+HostKey HostOf(const Visitor& v) { return {(v.flags & kAddressHost) != 0, v.host}; }
+
+bool SameHost(const Visitor& v, const HostKey& host) {
+  return v.host == host.value && ((v.flags & kAddressHost) != 0) == host.isAddress;
 }
 
 // Doubles the table (or makes its first 4096 slots).
 void GrowVisitors() {
-  std::vector<Visitor> old;
-  old.swap(m.visitorTable);
+  SlotArray old;
+  old.Swap(m.visitorTable);
   size_t size = old.empty() ? 4096 : old.size() * 2;
-  m.visitorTable.assign(size, Visitor{});
+  m.visitorTable.Make(size);
   for (const Visitor& v : old) {
-    if (!v.hash) continue;
-    size_t at = v.hash & (size - 1);
-    while (m.visitorTable[at].hash) at = (at + 1) & (size - 1);
+    if (!v.tag) continue;
+    size_t at = VisitorHash(HostOf(v), v.agent) & (size - 1);
+    while (m.visitorTable[at].tag) at = (at + 1) & (size - 1);
     m.visitorTable[at] = v;
   }
   m.bytes += static_cast<long>((size - old.size()) * sizeof(Visitor));
 }
 
-std::string_view HostText(const char* hostText) {
-  std::string_view host(hostText ? hostText : "");
-  return host.size() > 255 ? host.substr(0, 255) : host;  // hosts are cut at 243 before this
-}
-
 // Requests the slot where a visitor's search starts, so that the wait for
 // memory overlaps the hit's other counting.
-uint64_t PrefetchVisitor(const char* hostText, uint32_t agent) {
-  uint64_t hash = VisitorHash(HostText(hostText), agent);
+uint64_t PrefetchVisitor(const HostKey& host, uint32_t agent) {
+  uint64_t hash = VisitorHash(host, agent);
   if (!m.visitorTable.empty())
     __builtin_prefetch(&m.visitorTable[hash & (m.visitorTable.size() - 1)]);
   return hash;
 }
 
-Visitor& FindVisitor(const char* hostText, uint32_t agent, uint64_t hash, bool* isNew) {
-  std::string_view host = HostText(hostText);
-  if ((m.visitorCount + 1) * 2 > m.visitorTable.size()) GrowVisitors();
+Visitor& FindVisitor(const HostKey& host, uint32_t agent, uint64_t hash, bool* isNew) {
+  if ((m.visitorCount + 1) * 4 > m.visitorTable.size() * 3) GrowVisitors();
   size_t mask = m.visitorTable.size() - 1;
+  uint32_t tag = TagOf(hash);
   size_t at = hash & mask;
   for (;; at = (at + 1) & mask) {
     Visitor& v = m.visitorTable[at];
-    if (!v.hash) break;
-    if (v.hash == hash && v.agent == agent && HostOf(v) == host) {
+    if (!v.tag) break;
+    if (v.tag == tag && v.agent == agent && SameHost(v, host)) {
       *isNew = false;
       return v;
     }
@@ -178,22 +287,16 @@ Visitor& FindVisitor(const char* hostText, uint32_t agent, uint64_t hash, bool* 
   *isNew = true;
   Visitor& v = m.visitorTable[at];
   v = Visitor{};
-  v.hash = hash;
+  v.tag = tag;
   v.agent = agent;
   v.lastDay = -1;
-  v.hostLength = static_cast<uint8_t>(host.size());
-  if (host.size() <= kInlineHost) {
-    memcpy(v.inlineHost, host.data(), host.size());
-  } else {
-    v.hostRef = static_cast<uint32_t>(m.hostArena.size());
-    m.hostArena.insert(m.hostArena.end(), host.begin(), host.end());
-    m.bytes += static_cast<long>(host.size());
-  }
+  v.flags = host.isAddress ? kAddressHost : 0;
+  v.host = host.value;
   ++m.visitorCount;
   return v;
 }
 
-void CountVisit(const LogHit* hit, const char* host, uint32_t agent, uint64_t hash,
+void CountVisit(const LogHit* hit, const HostKey& host, uint32_t agent, uint64_t hash,
                 const char* page, uint32_t pageIndex, PassResults* r) {
   bool isNew = false;
   Visitor& v = FindVisitor(host, agent, hash, &isNew);
@@ -223,9 +326,9 @@ void CountVisit(const LogHit* hit, const char* host, uint32_t agent, uint64_t ha
     ++d.pages;
     ++r->visitTotals.pages;
     if (m.pages) {
-      if (!v.hasPage) {
+      if (!(v.flags & kHasPage)) {
         AddTo(&r->entryPages, 1, page, m.pagesIgnoreCase);
-        v.hasPage = 1;
+        v.flags |= kHasPage;
       }
       v.lastPage = pageIndex;
     }
@@ -277,11 +380,24 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   if (m.robots) init_list(&r->robots, &m.info[6], "Robots");
 }
 
+void PrepareAudienceHit(const LogHit* hit, const char* loggedHost) {
+  Prepared& p = m.prepared;
+  p.hit = hit;
+  p.agentId = m.families || m.visitors || m.pages || m.robots ? AgentId(hit->agent) : 0;
+  if (m.visitors || m.pages) {
+    p.host = KeyOfHost(loggedHost);
+    p.visitorHash = PrefetchVisitor(p.host, p.agentId);
+  }
+}
+
 void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedHost,
                       PassResults* r) {
+  if (m.prepared.hit != hit) PrepareAudienceHit(hit, loggedHost);
+  m.prepared.hit = nullptr;
   bool byAgent = m.families || m.visitors || m.pages || m.robots;
-  uint32_t agentId = byAgent ? AgentId(hit->agent) : 0;
-  uint64_t visitorHash = m.visitors || m.pages ? PrefetchVisitor(loggedHost, agentId) : 0;
+  uint32_t agentId = m.prepared.agentId;
+  const HostKey& host = m.prepared.host;
+  uint64_t visitorHash = m.prepared.visitorHash;
   if (m.statusCodes) {
     char code[16];
     snprintf(code, sizeof code, "%d", static_cast<int>(hit->status));
@@ -307,12 +423,12 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     return;  // people only from here on
   }
   uint32_t pageIndex = m.pages && page ? CountPage(hit, page, r) : 0;
-  CountVisit(hit, loggedHost, agentId, visitorHash, page, pageIndex, r);
+  CountVisit(hit, host, agentId, visitorHash, page, pageIndex, r);
 }
 
 void AudienceFinish(PassResults* r) {
   for (Visitor& v : m.visitorTable)
-    if (v.hash) EndVisit(v, r);
+    if (v.tag) EndVisit(v, r);
 }
 
 void AudienceFree(PassResults* r) {
@@ -322,9 +438,9 @@ void AudienceFree(PassResults* r) {
     *list = nullptr;
   }
   for (ListInfo*& info : m.info) info = nullptr;
-  m.visitorTable = {};
+  m.visitorTable.Release();
   m.visitorCount = 0;
-  m.hostArena = {};
+  m.hostIds = {};
   m.pageIds = {};
   m.pageNames = {};
   m.pageFigures = {};

@@ -18,6 +18,11 @@ bool AudienceWanted(const StatsFields* settings);
 // the catalogue, and forgets the visitors of an earlier pass.
 void AudienceStart(const StatsFields* settings, PassResults* results);
 
+// Starts on a hit that may be counted: numbers its browser text and
+// requests its visitor's slot, so that the wait for memory overlaps the
+// hit's other counting.  Optional; CountAudienceHit does it when not done.
+void PrepareAudienceHit(const LogHit* hit, const char* loggedHost);
+
 // Counts one hit.  loggedHost is the host as logged, before any lookup.
 void CountAudienceHit(const StatsFields* settings, const LogHit* hit, const char* loggedHost,
                       PassResults* results);

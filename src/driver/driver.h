@@ -4,12 +4,11 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "settings/extra_text.h"  // EndLoglanternCleanup
+
 struct StatsFields;
 struct CgiEnv;
 
-// Releases the extra header and footer texts of settings and empties both
-// references; safe to call more than once, and with null.
-void EndLoglanternCleanup(StatsFields* settings);
 
 // Lowers the process priority by the Priority setting when it is 1 to 19;
 // any other value leaves it alone.

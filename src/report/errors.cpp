@@ -13,9 +13,9 @@
 #include "base/regular_file.h"
 #include "base/time32.h"
 #include "cgi/cgi_env.h"
-#include "driver/driver.h"
 #include "report/frame.h"
 #include "report/product.h"
+#include "settings/extra_text.h"
 #include "settings/stats_fields.h"
 
 // No module state: each error page is written once and ends the process.

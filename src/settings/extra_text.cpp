@@ -38,3 +38,11 @@ void ResetExtraTextRanksForTesting() {
   m.mExtraHeaderRank = kSourceUnset;
   m.mExtraFooterRank = kSourceUnset;
 }
+
+void EndLoglanternCleanup(StatsFields* settings) {
+  if (!settings) return;
+  free(settings->extraFooter);
+  free(settings->extraHeader);
+  settings->extraFooter = nullptr;
+  settings->extraHeader = nullptr;
+}
