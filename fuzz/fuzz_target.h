@@ -13,3 +13,9 @@ inline int StopOn(const std::string& problem) {
   }
   return 0;
 }
+
+// Defines the fuzzer's entry point over a check that takes (data, size).
+#define LOGLANTERN_FUZZ_TARGET(check)                                               \
+  extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) { \
+    return StopOn(check(data, size));                                             \
+  }

@@ -2,6 +2,4 @@
 #include "fuzz_target.h"
 #include "../tests/settings/front_door_inputs.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-  return StopOn(front_door_inputs::RunKeywordWords(data, size));
-}
+LOGLANTERN_FUZZ_TARGET(front_door_inputs::RunKeywordWords)

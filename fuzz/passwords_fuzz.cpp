@@ -4,6 +4,4 @@
 #include "fuzz_target.h"
 #include "../tests/driver/web_fuzz_inputs.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-  return StopOn(web_fuzz_inputs::RunPasswords(data, size));
-}
+LOGLANTERN_FUZZ_TARGET(web_fuzz_inputs::RunPasswords)

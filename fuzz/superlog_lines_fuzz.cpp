@@ -5,6 +5,4 @@
 #include "fuzz_target.h"
 #include "../tests/superlog/fuzz_inputs.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-  return StopOn(superlog_inputs::RunLogLines(data, size));
-}
+LOGLANTERN_FUZZ_TARGET(superlog_inputs::RunLogLines)

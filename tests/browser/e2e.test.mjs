@@ -60,12 +60,7 @@ function addAccount(name, password, rows, url = 'http://www.example.com') {
     `user=${name};password=${password};url=${url};logs=${dir}/*.log\n`);
 }
 
-async function newPage() {
-  const page = await browser.newPage();
-  await page.setViewportSize({ width: 1100, height: 900 });
-  page.setDefaultTimeout(30000);
-  return page;
-}
+const newPage = () => browser.newPage();
 
 const cgiAnswer = (page) => page.waitForResponse((r) => r.url() === cgiUrl && r.request().method() === 'POST');
 
@@ -135,9 +130,11 @@ before(async () => {
   browser = await chromium.launchPersistentContext(userDataDir, {
     executablePath: process.env.CHROMIUM || '/usr/bin/chromium',
     headless: true,
+    viewport: { width: 1100, height: 900 },
     args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
       '--disable-background-networking', '--disable-component-update', '--disable-sync'],
   });
+  browser.setDefaultTimeout(30000);
 });
 
 after(async () => {

@@ -1,24 +1,28 @@
 #!/usr/bin/env bash
-# Long and hostile POSTs through the real lighttpd of scripts/serve.sh, one
+# Long and hostile POSTs through the real servers of scripts/serve.sh, one
 # layer at a time:
-#   - the shipped server configuration refuses a 70 kB body (413);
+#   - the shipped lighttpd and Apache configurations refuse a 70 kB body (413);
 #   - without that limit, the same body (which names /dev/stdin as the
 #     configuration and carries an account line) gets no report, because
 #     the program takes a body over 64 KiB for none;
 #   - a 60 kB body naming /dev/stdin gets no report either;
-#   - the program's own header lines arrive unchanged.
+#   - the program's own header lines arrive unchanged;
+#   - POST ?username%3Dsample without a body gives the same page (error 2)
+#     through both, though Apache hands a query without '=' to the program as
+#     argument words and lighttpd does not.
 set -euo pipefail
 what="web request limits"
 . "$(dirname "$0")/lib/site.sh"
-need lighttpd curl
+need lighttpd apache2 curl
 
 start_site lighttpd site
+start_site apache apache
 base="$(cat "$work/site.ready")"
 # shellcheck source=/dev/null
 . "$work/site/${datadir:-share}/loglantern/site.env"
 cgi="$LOGLANTERN_CGI_URL"
 
-# The same site without the size limit, on a second port.
+# The lighttpd site without the size limit, on a third port.
 port2=$((20000 + RANDOM % 40000))
 sed -e '/^server.max-request-size/d' -e "s/^server.port = .*/server.port = $port2/" \
   "$work/site/server/lighttpd.conf" >"$work/unlimited.conf"
@@ -41,6 +45,7 @@ post() {  # server, body size, expected status: a body of that size naming /dev/
   ! grep -q 'secret.html\|URL Analyzed' "$work/page" || fail "$2 bytes to $1: a report from the body's account"
 }
 post "$base" 70000 413
+post "$(cat "$work/apache.ready")" 70000 413
 post "http://127.0.0.1:$port2" 70000 200
 post "$base" 60000 200
 
@@ -50,4 +55,10 @@ for line in "Content-type: text/html" \
   "X-Content-Type-Options: nosniff" "Referrer-Policy: no-referrer"; do
   [ "$(tr -d '\r' <"$work/headers" | grep -cixF "$line")" = 1 ] || fail "header not once as sent: $line"
 done
-echo "web request limits: all layers hold"
+
+for server in site apache; do
+  curl -s --max-time 60 --data-binary "" -o "$work/$server.page" "$(cat "$work/$server.ready")$cgi?username%3Dsample"
+  grep -q 'Loglantern Error #2' "$work/$server.page" || fail "$server: no error 2 page"
+done
+diff "$work/site.page" "$work/apache.page" >&2 || fail "lighttpd and Apache gave different pages"
+echo "web request limits: all layers hold, and both servers give the same page"
