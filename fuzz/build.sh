@@ -1,11 +1,8 @@
 #!/usr/bin/env bash
 # Builds every fuzz/*_fuzz.cpp as a libFuzzer program with AddressSanitizer and
 # UndefinedBehaviorSanitizer (clang from Debian's clang package), linked with
-# all module sources.  Usage:
-#   fuzz/build.sh [name ...]            build all (or the named) into build-fuzz/
-#   build-fuzz/<name>_fuzz tests/corpus/<name>/ -max_total_time=60
-# Finds that matter are copied into tests/corpus/<name>/, where the unit tests
-# replay them on every run.
+# all module sources, into build-fuzz/ (all, or the named ones).  Run one as
+#   build-fuzz/<name>_fuzz -max_total_time=60 /tmp/<name>_corpus tests/corpus/<name>
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out=build-fuzz

@@ -1,17 +1,11 @@
-// Fuzz target for a whole CGI request, run in process: the input holds the
-// query string, the client's address, the POSTed body and the configuration
-// file, cut at lines "--".  Every run must end with a page that starts with
-// the program's headers; a memory error or crash stops the fuzzer.
-//
-// The program ends most runs through exit(); fuzz/build.sh links this
-// target with --wrap=exit so that such an ending returns here instead.
-// Run it in a scratch folder (it writes its files in the working folder):
-//   cd "$(mktemp -d)" && build-fuzz/cgi_request_fuzz -detect_leaks=0 corpus tests/corpus/cgi_request
+// Fuzz target for a whole CGI request, run in process: query string, client
+// address, POSTed body and configuration file, cut at lines "--".  Every run
+// must end with a page that starts with the program's headers.  The program
+// ends most runs through exit(), so this target is linked with --wrap=exit.
+// It writes its files in the working folder: run it in a scratch folder.
 #include <csetjmp>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 
+#include "fuzz_target.h"
 #include "../tests/driver/web_fuzz_inputs.h"
 
 extern "C" void __real_exit(int status);
@@ -32,10 +26,5 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   if (setjmp(mEndOfRun) == 0) LoglanternMain(1, argv);
   mInRun = false;
   fflush(stdout);
-  const std::string problem = web_fuzz_inputs::CheckPage(web_fuzz_inputs::ReadAll("page"));
-  if (!problem.empty()) {
-    fprintf(stderr, "%s\n", problem.c_str());
-    abort();
-  }
-  return 0;
+  return StopOn(web_fuzz_inputs::CheckPage(web_fuzz_inputs::ReadAll("page")));
 }

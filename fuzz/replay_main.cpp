@@ -1,7 +1,5 @@
-// Replays kept fuzz inputs without libFuzzer: every file of the folders
-// named on the command line goes once through the target's entry function,
-// then an empty input does.  The target aborts on a broken invariant, which
-// fails the test that runs this program.
+// Replays kept fuzz inputs without libFuzzer: every file of the folders named
+// on the command line, then an empty input, goes through the target once.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>

@@ -1,19 +1,6 @@
 // Fuzz target for search-phrase extraction: the input is a referrer.
-// A memory error, a crash or a broken invariant stops the fuzzer; inputs
-// that found a fault are kept under tests/corpus/search_phrase/ and replayed by
-// the unit tests.  It writes its files in the working folder:
-//   cd "$(mktemp -d)" && build-fuzz/search_phrase_fuzz corpus tests/corpus/search_phrase
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-
+// It writes its files in the working folder: run it in a scratch folder.
+#include "fuzz_target.h"
 #include "../tests/driver/web_fuzz_inputs.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-  const std::string problem = web_fuzz_inputs::RunSearchPhrase(data, size);
-  if (!problem.empty()) {
-    fprintf(stderr, "%s\n", problem.c_str());
-    abort();
-  }
-  return 0;
-}
+LOGLANTERN_FUZZ_TARGET(web_fuzz_inputs::RunSearchPhrase)

@@ -44,60 +44,49 @@ ListItem* NodeOf(ItemList* list, const std::string& text) {
 }
 
 TEST(VictimOrder, FollowsCountThenTextThroughCountingAndRemoval) {
-  struct Case {
+  const struct {
     bool ignoreCase;
     uint32_t minimumQueue;  // small: the queue is cut and rebuilt often
     int distinct;           // texts to draw from
-  };
-  const Case cases[] = {
-      {false, 8, 300}, {true, 8, 300}, {false, 50, 2000}, {true, 1, 60}, {false, 4096, 300}};
-  for (const Case& c : cases) {
+  } cases[] = {{false, 8, 300}, {true, 8, 300}, {false, 50, 2000}, {true, 1, 60}, {false, 4096, 300}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "ignoreCase " << c.ignoreCase << " queue "
                                     << c.minimumQueue << " distinct " << c.distinct);
     ListSetMinimumVictimQueueForTesting(c.minimumQueue);
     std::mt19937 rng(c.distinct + c.ignoreCase);
     ItemList* list = nullptr;
     Model model{c.ignoreCase, {}};
-    auto text = [&](int i) {
-      // Shared long prefixes, and capitals that only an ignore-case list folds.
-      std::string t = (i % 3 ? "/archive/section/" : "/Archive/") + std::to_string(i * 7919 % 1000);
-      return i % 5 == 0 ? t + "/A" : t;
+    // Shared long prefixes, and capitals that only an ignore-case list folds.
+    auto text = [](int i) {
+      return (i % 3 ? "/archive/section/" : "/Archive/") + std::to_string(i * 7919 % 1000) + (i % 5 ? "" : "/A");
     };
+    auto anyItem = [&] { return std::next(model.items.begin(), static_cast<long>(rng() % model.items.size())); };
     for (int step = 0; step < 4000; ++step) {
-      int roll = static_cast<int>(rng() % 100);
-      if (roll < 70) {
-        // Skewed: low numbers come up far more often.
-        int r = static_cast<int>(rng() % c.distinct);
-        std::string t = text(static_cast<int>(r * (rng() % 100) / 100));
+      const int roll = static_cast<int>(rng() % 100);
+      if (roll < 70) {  // counted, skewed: low numbers come up far more often
+        const int r = static_cast<int>(rng() % c.distinct);
+        const std::string t = text(static_cast<int>(r * (rng() % 100) / 100));
         add_item(&list, nullptr, t.c_str(), nullptr, nullptr, c.ignoreCase);
         auto& item = model.items[model.Key(t)];
         if (item.first.empty()) item.first = t;
         item.second++;
-      } else if (roll < 99) {
-        // A reclamation: a few victims, sometimes with a protected node.
+      } else if (roll < 99) {  // a reclamation: a few victims, sometimes with a protected node
         std::string skip;
-        if (roll % 3 == 0 && !model.items.empty()) {
-          auto it = model.items.begin();
-          std::advance(it, rng() % model.items.size());
-          skip = it->second.first;
-        } else if (roll % 3 == 1) {
-          skip = model.Lowest("");  // the node that would go first stays
-        }
+        if (roll % 3 == 0 && !model.items.empty()) skip = anyItem()->second.first;
+        if (roll % 3 == 1) skip = model.Lowest("");  // the node that would go first stays
         ListItem* protectedNode = skip.empty() ? nullptr : NodeOf(list, skip);
         for (int k = static_cast<int>(rng() % 20); k > 0; --k) {
           bool ok = false;
           ListItem* victim = ListNextVictim(list, protectedNode, &ok);
           ASSERT_TRUE(ok);
-          std::string expected = model.Lowest(skip);
+          const std::string expected = model.Lowest(skip);
           ASSERT_EQ(victim ? victim->item : "", expected) << "step " << step;
           if (!victim) break;
           EXPECT_EQ(ListRemoveItem(list, victim), 1);
           model.items.erase(model.Key(expected));
         }
-      } else if (!model.items.empty()) {
-        // Removed out of turn.
-        auto it = model.items.begin();
-        std::advance(it, rng() % model.items.size());
+      } else if (!model.items.empty()) {  // removed out of turn
+        const auto it = anyItem();
         EXPECT_EQ(ListRemoveItem(list, NodeOf(list, it->second.first)), 1);
         model.items.erase(it);
       }

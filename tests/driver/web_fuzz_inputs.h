@@ -1,12 +1,7 @@
 // Entry points of the fuzz targets for what a web client or a site's files
-// feed the program: a whole CGI request, the passwords file with the
-// internal-address list, search phrases in referrers, the Networks file.
-// The fuzzers and the unit test that replays the kept corpora both call
-// them.  Each returns a description of a broken invariant, or "".
-//
-// Every file lives in the scratch folder that the caller made the working
-// folder, and the fuzzed texts lose their '/' bytes there, so that no input
-// can read or write outside it.
+// feed the program; each returns a described broken invariant, or "".  Files
+// live in the working folder and fuzzed file names lose their '/' bytes, so
+// that no input can read or write outside it.
 #pragma once
 
 #include <unistd.h>
@@ -49,11 +44,6 @@ inline std::vector<std::string> Parts(const unsigned char* data, size_t size, si
   return parts;
 }
 
-inline std::string Local(std::string text) {
-  std::replace(text.begin(), text.end(), '/', '_');
-  return text;
-}
-
 inline void Write(const char* name, const std::string& text) {
   if (FILE* f = fopen(name, "wb")) {
     fwrite(text.data(), 1, text.size(), f);
@@ -64,9 +54,7 @@ inline void Write(const char* name, const std::string& text) {
 inline std::string ReadAll(const char* name) {
   std::string text;
   if (FILE* f = fopen(name, "rb")) {
-    char buf[65536];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, f)) > 0) text.append(buf, n);
+    for (int c; (c = getc(f)) != EOF;) text += static_cast<char>(c);
     fclose(f);
   }
   return text;
@@ -75,13 +63,13 @@ inline std::string ReadAll(const char* name) {
 // A client address that names no host to look up (no name service here).
 inline std::string NoLookup(std::string host) { return IsIpAddr(host.c_str()) ? "h" + host : host; }
 
-// Parts: the query string, the client's address, the body, the
-// configuration file.  Sets up the process for one POST; the caller runs
-// LoglanternMain with its standard output in a file and passes the page
-// to CheckPage.
+// Parts: query string, client address, body, configuration file.  Sets up
+// the process for one POST; the caller runs LoglanternMain into a file and
+// passes the page to CheckPage.
 inline void PrepareRequest(const unsigned char* data, size_t size) {
-  const std::vector<std::string> p = Parts(data, size, 4);
-  Write("loglantern.conf", Local(p[3]));
+  std::vector<std::string> p = Parts(data, size, 4);
+  std::replace(p[3].begin(), p[3].end(), '/', '_');
+  Write("loglantern.conf", p[3]);
   Write("body", p[2]);
   for (const char* name : {"QUERY_STRING", "REMOTE_ADDR", "REMOTE_HOST", "CONTENT_LENGTH", "REQUEST_METHOD"}) {
     unsetenv(name);
@@ -101,8 +89,7 @@ inline void PrepareRequest(const unsigned char* data, size_t size) {
 
 inline std::string CheckPage(const std::string& page) {
   if (page.rfind("Content-type: text/html\nContent-Security-Policy: ", 0) != 0) return "a page without its headers";
-  if (page.find("\n\n") == std::string::npos) return "headers without their end";
-  return "";
+  return page.find("\n\n") == std::string::npos ? "headers without their end" : "";
 }
 
 // Parts: user name, internal-address list, client address, passwords file.

@@ -11,10 +11,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using testing_support::RunLoglantern;
-using testing_support::SharedDir;
-using testing_support::TempDir;
-using testing_support::WriteFile;
+using namespace testing_support;
 
 size_t Occurrences(const std::string& page, const std::string& text) {
   size_t count = 0;
@@ -25,13 +22,12 @@ size_t Occurrences(const std::string& page, const std::string& text) {
 TEST(RealLogsAcceptance, EachSetCountsItsRequests) {
   const std::string root = SharedDir() + "/data/real-logs/";
   if (!fs::exists(root)) GTEST_SKIP() << "no real logs at " << root;
-  struct Set {
+  const struct {
     const char* source;    // a folder (its *.log files) or one file
     const char* dates;     // first day - 1, last day + 1
     const char* requests;  // the "HTTP Requests" value; empty when no log is in range
     const char* once;      // a text that the page holds exactly once
-  };
-  const Set sets[] = {
+  } sets[] = {
       {"iis-waikolai/W3SVC20", "08162009,01082011", "22,308", "<td>66.249.71</td>"},
       {"iis-webknowit/W3SVC1", "10162015,10192016", "14,318", "<td>::1</td>"},
       {"iis-webknowit/W3SVC2", "02052016,03012016", "6,830", "<td>::1</td>"},
@@ -46,7 +42,7 @@ TEST(RealLogsAcceptance, EachSetCountsItsRequests) {
       {"debian-logstalgia/example.log", "04212009,04232009", "3,260", "CLF/ELF<br>"},
       {"debian-logswan/logswan.log", "12082018,12102018", "34", "CLF/ELF<br>"},
   };
-  for (const Set& set : sets) {
+  for (const auto& set : sets) {
     // The logs are linked into a scratch folder, where the summary file goes.
     TempDir dir;
     const fs::path source = root + set.source;
@@ -57,10 +53,9 @@ TEST(RealLogsAcceptance, EachSetCountsItsRequests) {
       fs::create_symlink(source, dir.file(source.filename().string() + ".log"));
     }
     WriteFile(dir.file("loglantern.conf"), "user=a;url=http://x;logs=" + dir.file("*.log") + ";debug=1\n");
-    const auto run = RunLoglantern({"username=a", std::string("date=") + set.dates, "find=/", "subdirs=1",
-                                    "domains=1,500", "domaintypes=1,20"},
-                                   {{"TZ", "UTC"}}, "", dir.path());
-    const std::string& page = run.out;
+    const std::string page = RunLoglantern({"username=a", std::string("date=") + set.dates, "find=/", "subdirs=1",
+                                            "domains=1,500", "domaintypes=1,20"},
+                                           {{"TZ", "UTC"}}, "", dir.path()).out;
     const std::string row = std::string("<b>HTTP Requests:</b></td><td width=\"50%\">") + set.requests + "<";
     EXPECT_EQ(Occurrences(page, row), *set.requests ? 1u : 0u) << set.source;
     EXPECT_EQ(Occurrences(page, set.once), 1u) << set.source << ": " << set.once;

@@ -13,9 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using sltest::ReaderTest;
-using testing_support::CaptureStdout;
-using testing_support::TempDir;
-using testing_support::WriteFile;
+using namespace testing_support;
 
 ll::time32_t DateOf(const std::string& line) {
   ll::CopyText(mState.mLineBuf, kLineBufSize, line.data(), line.size());
@@ -60,10 +58,9 @@ uint64_t BytesReadSoFar() {
   std::ifstream io("/proc/self/io");
   std::string key;
   uint64_t value = 0;
-  while (io >> key >> value) {
-    if (key == "rchar:") return value;
+  while (io >> key >> value && key != "rchar:") {
   }
-  return 0;
+  return value;
 }
 
 std::string Dated(int day, int hour) {
@@ -115,7 +112,7 @@ TEST_F(ReaderTest, TailSearchReadsALongLastLineAboutOnce) {
   const std::string head = Dated(1, 10) + "\n" + Dated(2, 10) + "\n";
   const size_t kLong = 4 << 20;
   const struct {
-    std::string last;
+    std::string last;  // after two dated lines
     ll::time32_t expected;
   } cases[] = {{Dated(3, 10) + std::string(kLong, 'x'), sltest::Local(1999, 3, 3, 10)},
                {std::string(kLong, 'x') + "\n", sltest::Local(1999, 3, 2, 10)},
