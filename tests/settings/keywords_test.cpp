@@ -129,7 +129,7 @@ TEST_F(KeywordsTest, TopAndGreaterKeywordsOfEverySection) {
 
 TEST_F(KeywordsTest, ExtraTextsFollowTheRankRule) {
   const std::pair<std::string, const char*> steps[] = {
-      {"f:from form", "from form"}, {"g:global", "global"}, {"f:form again", "global"},
+      {"f:first form", "first form"}, {"f:from form", "from form"}, {"g:global", "global"}, {"f:form again", "global"},
       {"i:account", "account"}, {"g:later global", "account"}};
   for (const auto& [step, footer] : steps) {
     if (step[0] == 'g') log_SetExtraFooter(step.c_str() + 2, 3, &settings);
