@@ -54,6 +54,7 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
       {'f', "requests_top=%", "requests", "1,0,3,1"},
       {'f', "requests_top=4", "requests", "1,4,3,1"},
       {'f', "requests=", "requests", "0,4,3,1"},  // an empty value touches only show
+      {'f', "requests=," + std::string(240, '0') + "5%", "requests", "0,5,0,1"},  // a 242-character field whole
       {'f', "url=http://example.org//", "url", "http://example.org/"},  // one trailing slash goes
       {'f', "logs=/x/*.log", "logs", "|"},
       {'f', "AccessLog=/x/access.log", "logs", "|"},
