@@ -75,6 +75,8 @@ TEST_F(RequestFilters, FileTypesMatchWholeExtensionsIgnoringCase) {
   FreeFileTypesNow();
   settings_.filterFileTypes.set("gif, .jpg");
   EXPECT_EQ(NotFilteredFileType(&settings_, "..jpg"), 0);
+  settings_.filterFileTypes.set("html");  // parsed once: a later setting is not read
+  EXPECT_EQ(NotFilteredFileType(&settings_, "..jpg"), 0);
   EXPECT_EQ(NotFilteredFileType(&settings_, ""), 1);
   EXPECT_EQ(NotFilteredFileType(&settings_, nullptr), 1);
 }

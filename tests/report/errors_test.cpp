@@ -63,7 +63,8 @@ TEST_F(ErrorPageTest, EveryNumberHasItsHeadingAndInsertedValues) {
             "Loglantern configuration file (/etc/ll.conf).  The presence of an"}},
       {11, {"No log files found</h2>\n\n<b>Description: </b>The \"logs\" parameter (/var/log/old*.log)\n"
             "did not match any existing files. This can occur if this parameter is\nincorrectly specified",
-            "for the user account \"<kbd><b>ann</b></kbd>\" in the Loglantern\n"}},
+            "for the user account \"<kbd><b>ann</b></kbd>\" in the Loglantern\n"
+            "configuration file specifies at least one existing log file.<p>\n\n"}},
       {12, {"The \"logs\" parameter (/var/log/old*.log)\nand the \"accesslog\" parameter (/var/log/access.log)\n"
             "did not match any existing files. This can occur if these parameters are\nincorrectly"}},
   };

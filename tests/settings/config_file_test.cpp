@@ -51,7 +51,7 @@ TEST_F(ConfigFileTest, AccountLinesGlobalLinesLineEndsAndCuts) {
       {"a", "user=a;title=no final line end", "1|no final line end|||0||/loglantern|"},
       {"a", filler + "user=a;title=found\n", "1|found|||0||/loglantern|"},
       {"a", "url=outside\nLoglanternPath=/img/\nBase=http://h/\n", "0||||0||/img|http://h/"},
-      {"a", "LoglanternPath=C:\\img\\\nBase=" + std::string(244, 'x') + "\nBase=\n", "0||||0||C:\\img|"},
+      {"a", "LoglanternPath=C:\\img\\\nBase=\nBase=" + std::string(244, 'x') + "\n", "0||||0||C:\\img|"},
       {"a", "LoglanternPath=/img//\n", "0||||0||/img/|"},
       // A line is cut at 1535 characters and its rest discarded.
       {"a", "ExtraHeader=" + std::string(3000, 'h') + "Priority=9\nuser=a;\n", "1||||0||/loglantern|"},

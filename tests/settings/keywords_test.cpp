@@ -54,6 +54,7 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
       {'f', "requests_top=%", "requests", "1,0,3,1"},
       {'f', "requests_top=4", "requests", "1,4,3,1"},
       {'f', "requests=", "requests", "0,4,3,1"},  // an empty value touches only show
+      {'f', "requests=," + std::string(240, '0') + "5%", "requests", "0,5,0,1"},  // a 242-character field whole
       {'f', "url=http://example.org//", "url", "http://example.org/"},  // one trailing slash goes
       {'f', "logs=/x/*.log", "logs", "|"},
       {'f', "AccessLog=/x/access.log", "logs", "|"},
@@ -129,7 +130,7 @@ TEST_F(KeywordsTest, TopAndGreaterKeywordsOfEverySection) {
 
 TEST_F(KeywordsTest, ExtraTextsFollowTheRankRule) {
   const std::pair<std::string, const char*> steps[] = {
-      {"f:from form", "from form"}, {"g:global", "global"}, {"f:form again", "global"},
+      {"f:first form", "first form"}, {"f:from form", "from form"}, {"g:global", "global"}, {"f:form again", "global"},
       {"i:account", "account"}, {"g:later global", "account"}};
   for (const auto& [step, footer] : steps) {
     if (step[0] == 'g') log_SetExtraFooter(step.c_str() + 2, 3, &settings);

@@ -26,6 +26,7 @@ TEST_F(ReaderTest, Splitters) {
       {'S', "a\"b c\"d e", "a\"b c\"d|e"},    // quoted parts of plain fields keep blanks
       {'S', "'x \"y z' w", "x \"y z' w"},     // delimiters count only after even quotes
       {'S', "\"\" [] 'x y' z", "||x y|z"},
+      {'T', "ab\"c\"\tx", "ab\"c\"|x"},  // quoted at its end only
       {'S', "\"a b\"c \"open to the end", "a b|c|open to the end"},
       {'T', "  a\t\"b c\"\t\tx\"\ty", "a|b c||x\"\ty"},
       {'T', "\"\"\t\"a\tb\"\tc ", "|a\tb|c "},
