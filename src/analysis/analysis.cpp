@@ -69,8 +69,6 @@ enum LookupMode {
 struct AnalysisState {
   PassResults results;
   ListInfo* info[kListCount] = {};
-  int32_t totalHits = 0;
-  SuperLong totalBytes;
   size_t findLength = 0;
   bool anySectionCounts = false;
   bool audience = false;  // a section named by keyword is on
@@ -266,11 +264,14 @@ void CountBrowser(const char* agent) {
 // of any length is safe to cut.
 // CutDomain copies the host and, when domains are on, cuts the copy to the
 // domain and makes its key; it returns where the domain starts in hostWork.
+// Only an IPv6 address keeps a ':' once the port is trimmed from the host.
+bool IsIpv6Host(const char* host) { return strchr(host, ':') != nullptr; }
+
 char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain) {
   ll::CopyText(mPass.hostWork, host);
   char* cut = mPass.hostWork;
   if (s->domains.show) {
-    if (strchr(cut, ':')) {
+    if (IsIpv6Host(cut)) {
       // an IPv6 address stays whole
     } else if (IPaddress(cut)) {
       TruncateIP(cut);
@@ -290,7 +291,7 @@ void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut) {
   }
   if (s->domainTypes.show) {
     if (cut != mPass.hostWork) memmove(mPass.hostWork, cut, strlen(cut) + 1);
-    if (strchr(mPass.hostWork, ':')) {
+    if (IsIpv6Host(mPass.hostWork)) {
       ll::CopyText(mPass.hostWork, "UNKNOWN");
     } else {
       TruncateDomain(mPass.hostWork, 1);
@@ -416,8 +417,8 @@ void CountHit(const StatsFields* s, LogHit* hit) {
   HitKeys keys;
   if (fileTypePasses) {
     MakeHitKeys(s, hit, &keys);
-    ++mPass.totalHits;
-    SuperLongAdd(&mPass.totalBytes, static_cast<uint32_t>(hit->bytes));
+    ++mPass.results.totalHits;
+    SuperLongAdd(&mPass.results.totalBytes, static_cast<uint32_t>(hit->bytes));
   }
   if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
   if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent);
@@ -480,8 +481,6 @@ PassResults* RunAnalysisPass(StatsFields* settings) {
   if (!SetUp(settings)) return nullptr;
   ReadAllLogs(settings);
   if (mPass.audience) AudienceFinish(&mPass.results);
-  mPass.results.totalHits = mPass.totalHits;
-  mPass.results.totalBytes = mPass.totalBytes;
   // With nothing ever reclaimed, the peak is simply what is in use now.
   if (gSM_TotalBytesFreed == 0) gSM_MaximumBytesAllocated = gSM_CurrentBytesAllocated;
   return &mPass.results;
@@ -490,8 +489,8 @@ PassResults* RunAnalysisPass(StatsFields* settings) {
 void FreeAnalysisPass() { CleanUp(); }
 
 const PassResults& AnalysisLastResultsForTesting() { return mPass.results; }
-int32_t AnalysisLastTotalHitsForTesting() { return mPass.totalHits; }
-SuperLong AnalysisLastTotalBytesForTesting() { return mPass.totalBytes; }
+int32_t AnalysisLastTotalHitsForTesting() { return mPass.results.totalHits; }
+SuperLong AnalysisLastTotalBytesForTesting() { return mPass.results.totalBytes; }
 
 void AnalysisResetForTesting() {
   mPass = AnalysisState{};
