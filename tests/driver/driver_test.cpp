@@ -23,13 +23,10 @@ struct Request {
 
 testing_support::RunResult Send(const Request& r, const std::string& dir) {
   if (r.how == 'S') return RunLoglantern(r.words, {}, "", dir);
+  if (r.how == 'P') return testing_support::PostToLoglantern(r.body, r.env, dir);
   std::map<std::string, std::string> env = r.env;
-  env.emplace("REQUEST_METHOD", r.how == 'G' ? "GET" : "POST");
-  if (r.how == 'G') env.emplace("QUERY_STRING", r.query);
-  if (r.how == 'P') {
-    env.emplace("CONTENT_LENGTH", std::to_string(r.body.size()));
-    env.emplace("CONTENT_TYPE", "application/x-www-form-urlencoded");
-  }
+  env.emplace("REQUEST_METHOD", "GET");
+  env.emplace("QUERY_STRING", r.query);
   return RunLoglantern({}, env, r.body, dir);
 }
 

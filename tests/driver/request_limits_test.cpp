@@ -29,11 +29,7 @@ class RequestLimits : public ::testing::Test {
     fs::create_directory(dir.file("logs"));
     WriteFile(dir.file("logs/access.log"), kLogLine);
   }
-  RunResult Post(const std::string& body, Env env = {}) {
-    env.emplace("REQUEST_METHOD", "POST");
-    env.emplace("CONTENT_LENGTH", std::to_string(body.size()));
-    return RunLoglantern({}, env, body, dir.path());
-  }
+  RunResult Post(const std::string& body, Env env = {}) { return PostToLoglantern(body, env, dir.path()); }
   RunResult Run(const std::vector<std::string>& words, Env env = {}) { return RunLoglantern(words, env, "", dir.path()); }
   // An account over logs/*.log, with extra configuration lines and items.
   void Config(const std::string& globals, const std::string& items = "") {
@@ -114,8 +110,12 @@ TEST_F(RequestLimits, OnlyRegularFilesAreOpened) {
     fs::create_directory(dir.file("logs"));
     WriteFile(dir.file("logs/access.log"), kLogLine);
     const std::string planted = dir.file("logs/" + c.setUp);
-    if (c.setUp == "fifo.log") ASSERT_EQ(mkfifo(planted.c_str(), 0600), 0);
-    if (c.setUp.rfind("zero", 0) == 0) ASSERT_EQ(symlink("/dev/zero", planted.c_str()), 0);
+    if (c.setUp == "fifo.log") {
+      ASSERT_EQ(mkfifo(planted.c_str(), 0600), 0);
+    }
+    if (c.setUp.rfind("zero", 0) == 0) {
+      ASSERT_EQ(symlink("/dev/zero", planted.c_str()), 0);
+    }
     if (c.setUp == "folder.log") fs::create_directory(planted);
     std::vector<std::string> words = {"username=ann", "date=01012000,01022000"};
     words.insert(words.end(), c.words.begin(), c.words.end());

@@ -241,13 +241,8 @@ RunResult RunScenario(const Scenario& s, const TempDir& dir) {
     if (system(mkdir.c_str()) != 0) ADD_FAILURE() << mkdir;
     WriteFile(full, content);
   }
-  std::map<std::string, std::string> env = s.env;
-  if (s.cgi) {
-    env["REQUEST_METHOD"] = "POST";
-    env["CONTENT_LENGTH"] = std::to_string(s.body.size());
-    env["CONTENT_TYPE"] = "application/x-www-form-urlencoded";
-  }
-  return RunLoglantern(s.words, env, s.body, dir.path());
+  if (s.cgi) return testing_support::PostToLoglantern(s.body, s.env, dir.path());
+  return RunLoglantern(s.words, s.env, s.body, dir.path());
 }
 
 // Writes the page beside the build for a reviewer to diff by hand, or, with

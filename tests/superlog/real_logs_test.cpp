@@ -50,7 +50,9 @@ TEST_F(RealLogs, EveryByteIsReadAndEveryHitCounted) {
     SuperLong read;
     SuperLog_GetTotalLogBytesRead(&read);
     EXPECT_EQ(hits, c.hits) << c.path;
-    if (hits) EXPECT_EQ(uint64_t{read.first} * 1000000000u + read.second, size) << c.path;
+    if (hits) {
+      EXPECT_EQ(uint64_t{read.first} * 1000000000u + read.second, size) << c.path;
+    }
   }
 }
 

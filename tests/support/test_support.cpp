@@ -85,6 +85,14 @@ std::string SharedDir() { return EnvOr("LOGLANTERN_SHARED_DIR", SourceDir() + "/
 
 // Standard input, output and error go through files of a temporary folder:
 // no pipes to keep flowing, and a program that never reads its input is fine.
+RunResult PostToLoglantern(const std::string& body, std::map<std::string, std::string> env,
+                           const std::string& cwd) {
+  env.emplace("REQUEST_METHOD", "POST");
+  env.emplace("CONTENT_LENGTH", std::to_string(body.size()));
+  env.emplace("CONTENT_TYPE", "application/x-www-form-urlencoded");
+  return RunLoglantern({}, env, body, cwd);
+}
+
 RunResult RunLoglantern(const std::vector<std::string>& args,
                         const std::map<std::string, std::string>& env, const std::string& input,
                         const std::string& cwd) {

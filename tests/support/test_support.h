@@ -53,6 +53,12 @@ RunResult RunLoglantern(const std::vector<std::string>& args,
                         const std::map<std::string, std::string>& env = {},
                         const std::string& input = "", const std::string& cwd = "");
 
+// Posts body to the binary as a CGI program would receive a form: method
+// POST, CONTENT_LENGTH of the body (unless env gives one) and the form's
+// content type, besides env.
+RunResult PostToLoglantern(const std::string& body, std::map<std::string, std::string> env = {},
+                           const std::string& cwd = "");
+
 // Paths given to the tests by CTest (with sensible fallbacks).
 std::string BinaryPath();
 std::string SourceDir();
