@@ -267,9 +267,9 @@ void CountBrowser(const char* agent) {
 // Only an IPv6 address keeps a ':' once the port is trimmed from the host.
 bool IsIpv6Host(const char* host) { return strchr(host, ':') != nullptr; }
 
-char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain) {
-  ll::CopyText(mPass.hostWork, host);
-  char* cut = mPass.hostWork;
+char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain, char* work) {
+  ll::CopyText(work, kWorkSize, host);
+  char* cut = work;
   if (s->domains.show) {
     if (IsIpv6Host(cut)) {
       // an IPv6 address stays whole
@@ -283,21 +283,21 @@ char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain) {
   return cut;
 }
 
-// Counts the domain and the domain type of a host cut by CutDomain.
-void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut) {
+// Counts the domain and the domain type of a host cut by CutDomain into work.
+void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut, char* work) {
   if (s->domains.show) {
     AddKey(kDomainsList, domain);
     ++mPass.results.domainHits;
   }
   if (s->domainTypes.show) {
-    if (cut != mPass.hostWork) memmove(mPass.hostWork, cut, strlen(cut) + 1);
-    if (IsIpv6Host(mPass.hostWork)) {
-      ll::CopyText(mPass.hostWork, "UNKNOWN");
+    if (cut != work) memmove(work, cut, strlen(cut) + 1);
+    if (IsIpv6Host(work)) {
+      ll::CopyText(work, kWorkSize, "UNKNOWN");
     } else {
-      TruncateDomain(mPass.hostWork, 1);
-      checkIP(mPass.hostWork);
+      TruncateDomain(work, 1);
+      checkIP(work);
     }
-    AddItem(kDomainTypesList, mPass.hostWork, nullptr, false);
+    AddItem(kDomainTypesList, work, nullptr, false);
     ++mPass.results.domainTypeHits;
   }
 }
@@ -372,6 +372,7 @@ struct HitKeys {
   ItemKey referrer{};
   ItemKey domain{};
   char* domainCut = nullptr;  // the domain's start in hostWork; null until cut
+  char* hostWork = nullptr;   // where the host is cut: its own buffer per hit in flight
 };
 
 void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
@@ -388,7 +389,7 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
   }
   // A host that a lookup may still replace is cut only when it is counted.
   if (mPass.lookupMode == kNoLookup && (s->domains.show || s->domainTypes.show) && hit->host) {
-    keys->domainCut = CutDomain(s, hit->host, &keys->domain);
+    keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork);
     if (s->domains.show) PrefetchItemSlot(*ListHead(kDomainsList), keys->domain);
   }
 }
@@ -399,7 +400,38 @@ void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
   if (keys.domainCut && s->domains.show) PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
 }
 
-// Counts one hit of the report range into totals, lists and tables.
+// Makes the keys of a hit that passes the file types and counts it in the
+// totals.
+void KeyHit(const StatsFields* s, LogHit* hit, HitKeys* keys) {
+  MakeHitKeys(s, hit, keys);
+  ++mPass.results.totalHits;
+  SuperLongAdd(&mPass.results.totalBytes, static_cast<uint32_t>(hit->bytes));
+}
+
+// Counts a hit into the lists and tables once its keys are made (when its
+// file type passes).  Returns the resolved name that now stands as the
+// hit's host (the caller frees it), or null.
+char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, HitKeys* keys,
+                    bool fileTypePasses, bool nodesRequested) {
+  char* resolved = nullptr;
+  if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
+  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent);
+  if (fileTypePasses && !nodesRequested) PrefetchHitNodes(s, *keys);
+  if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
+    resolved = ResolveForDomains(s, hit);
+  if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host) {
+    if (!keys->domainCut) keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork);
+    CountDomains(s, keys->domain, keys->domainCut, keys->hostWork);
+  }
+  if (fileTypePasses) CountTimes(s, hit->tm);
+  CountReferrer(s, hit->referrer, &keys->referrer, fileTypePasses);
+  if (fileTypePasses) CountUrl(s, &keys->url);
+  if (fileTypePasses && mPass.audience) CountAudienceHit(s, hit, loggedHost, &mPass.results);
+  return resolved;
+}
+
+// Counts one hit of the report range into totals, lists and tables, when
+// host names may be looked up.
 void CountHit(const StatsFields* s, LogHit* hit) {
   if (!PassesRequestFilters(s, hit)) return;
   const char* loggedHost = hit->host;  // a lookup below may replace hit->host
@@ -415,25 +447,61 @@ void CountHit(const StatsFields* s, LogHit* hit) {
     }
   }
   HitKeys keys;
-  if (fileTypePasses) {
-    MakeHitKeys(s, hit, &keys);
-    ++mPass.results.totalHits;
-    SuperLongAdd(&mPass.results.totalBytes, static_cast<uint32_t>(hit->bytes));
-  }
-  if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
-  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent);
-  if (fileTypePasses) PrefetchHitNodes(s, keys);
-  if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
-    resolved = ResolveForDomains(s, hit);
-  if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host) {
-    if (!keys.domainCut) keys.domainCut = CutDomain(s, hit->host, &keys.domain);
-    CountDomains(s, keys.domain, keys.domainCut);
-  }
-  if (fileTypePasses) CountTimes(s, hit->tm);
-  CountReferrer(s, hit->referrer, &keys.referrer, fileTypePasses);
-  if (fileTypePasses) CountUrl(s, &keys.url);
-  if (fileTypePasses && mPass.audience) CountAudienceHit(s, hit, loggedHost, &mPass.results);
+  keys.hostWork = mPass.hostWork;
+  if (fileTypePasses) KeyHit(s, hit, &keys);
+  char* domainName = CountKeyedHit(s, hit, loggedHost, &keys, fileTypePasses, false);
+  free(domainName);
   free(resolved);
+}
+
+// A hit read and keyed but not yet counted.
+struct PendingHit {
+  LogHit hit;
+  HitKeys keys;
+  bool fileTypePasses;
+  KeptLine line;
+  char hostWork[kWorkSize];
+};
+
+// Filters and keys a kept hit.  False when the filters drop it.
+bool PrepareHit(const StatsFields* s, PendingHit* p) {
+  if (!PassesRequestFilters(s, &p->hit)) return false;
+  p->fileTypePasses = FileTypePasses(s, p->hit.url);
+  p->keys = HitKeys{};
+  p->keys.hostWork = p->hostWork;
+  if (p->fileTypePasses) KeyHit(s, &p->hit, &p->keys);
+  return true;
+}
+
+void CountPendingHit(const StatsFields* s, PendingHit* p) {
+  if (mPass.audience) PrepareAudienceHit(&p->hit, p->hit.host);
+  CountKeyedHit(s, &p->hit, p->hit.host, &p->keys, p->fileTypePasses, true);
+}
+
+PendingHit mPending[2];  // the hit being counted and the one read after it
+
+// Reads one file of the report range, counting each hit one hit late:
+// the next hit is read and its table slots requested while the nodes of the
+// pending one are fetched, so that the waits for the tables overlap the
+// reading.  Hits are counted in the order of the file all the same.
+void ReadLogCountingLate(const StatsFields* settings) {
+  const ll::time32_t first = mPass.results.rangeFirst;
+  const ll::time32_t last = mPass.results.rangeLast;
+  PendingHit* pending = nullptr;
+  PendingHit* next = &mPending[0];
+  for (;;) {
+    if (pending && pending->fileTypePasses) PrefetchHitNodes(settings, pending->keys);
+    if (!SuperLog_ParseNextLine(&next->hit)) break;
+    KeepAlive(settings);
+    if (next->hit.time < first) continue;
+    if (next->hit.time > last) break;
+    SuperLog_KeepHit(&next->hit, &next->line);
+    if (!PrepareHit(settings, next)) continue;
+    if (pending) CountPendingHit(settings, pending);
+    pending = next;
+    next = next == &mPending[0] ? &mPending[1] : &mPending[0];
+  }
+  if (pending) CountPendingHit(settings, pending);
 }
 
 // Reads every file that meets the report range; a file is in time order, so
@@ -443,6 +511,10 @@ void ReadAllLogs(const StatsFields* settings) {
   const ll::time32_t last = mPass.results.rangeLast;
   LogHit hit;
   while (SuperLog_NextLogFile()) {
+    if (mPass.lookupMode == kNoLookup) {
+      ReadLogCountingLate(settings);
+      continue;
+    }
     while (SuperLog_ParseNextLine(&hit)) {
       KeepAlive(settings);
       if (hit.time < first) continue;

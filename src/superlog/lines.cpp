@@ -7,8 +7,11 @@
 // allocated per line.  The log bytes read are still counted as a reader of
 // 8192-byte blocks would count them (AccountConsumedBytes), because the
 // report prints that figure.
+#include <cstdint>
 #include <cstring>
+#include <initializer_list>
 
+#include "base/fixed_text.h"
 #include "cgi/cgi.h"
 #include "superlog/superlog_state.h"
 
@@ -315,6 +318,23 @@ int32_t SuperLog_ParseNextLine(LogHit* hit) {
     ReadLineFromBigBuf();
     if (s.mLineLen == 0) return 0;
     if (OfferLineToRecognition() && ParseLineIntoHit(hit)) return 1;
+  }
+}
+
+void SuperLog_KeepHit(LogHit* hit, KeptLine* keep) {
+  static_assert(sizeof keep->text == kLineBufSize && sizeof keep->url == kFieldMax + 1);
+  const SuperLogState& s = mState;
+  memcpy(keep->text, s.mLineBuf, static_cast<size_t>(s.mLineLen) + 1);
+  const uintptr_t line = reinterpret_cast<uintptr_t>(s.mLineBuf);
+  const uintptr_t joined = reinterpret_cast<uintptr_t>(s.mpFullUrlBuf);
+  for (char** field : {&hit->host, &hit->url, &hit->referrer, &hit->agent, &hit->realm, &hit->user}) {
+    const uintptr_t p = reinterpret_cast<uintptr_t>(*field);
+    if (p - line < kLineBufSize) {
+      *field = keep->text + (p - line);
+    } else if (joined && p - joined < kFullUrlBufSize) {
+      ll::CopyText(keep->url, *field);
+      *field = keep->url;
+    }
   }
 }
 
