@@ -135,6 +135,9 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        2, 0, {"<tr><td align=center>2</td><td align=center>100.00%</td><td><a href=\"http://www.example.org/Index.html\""}, {}},
       {Line("h", d + "0", "/Index.html?x=1") + Line("h", d + "1", "/index.html"),
        [](StatsFields& s) { s.requests.show = 1, s.findCaseSensitive = 1; }, 2, 0, {"<b>2</b> distinct URLs were found."}, {}},
+      // A URL that the reader joins from two fields counts as it was read.
+      {"#Software: Microsoft Internet Information Server 4.0\n#Fields: date time cs-uri-stem cs-uri-query\n2024-01-01 10:00:00 /a x=1\n2024-01-01 10:00:01 /b y=2\n",
+       [](StatsFields& s) { s.requests.show = s.showQuery = 1; }, 2, 0, {">/a?x=1</a>", ">/b?y=2</a>"}, {}},
       // Referrer filtering drops referrers of excluded domains; search phrases
       // count whatever the file type.
       {Line("h", d + "0", "/", 200, 1, g + "hl=en&q=web+logs") + Line("h", d + "1", "/", 200, 1, "http://spam.example/search?q=pills") +
