@@ -392,10 +392,14 @@ int32_t LeadingInteger(const char* text) {
   const bool negative = *p == '-';
   if (*p == '-' || *p == '+') ++p;
   const uint64_t limit = negative ? (uint64_t{1} << 63) : (uint64_t{1} << 63) - 1;
+  // v * 10 + d passes the limit exactly when v passes limit / 10, or meets
+  // it with d above the limit's last digit: no division per digit.
+  const uint64_t tenth = limit / 10;
+  const uint64_t lastDigit = limit % 10;
   uint64_t v = 0;
   for (; *p >= '0' && *p <= '9'; ++p) {
     const uint64_t d = static_cast<uint64_t>(*p - '0');
-    v = (v > (limit - d) / 10) ? limit : v * 10 + d;
+    v = (v > tenth || (v == tenth && d > lastDigit)) ? limit : v * 10 + d;
   }
   const uint64_t bits = negative ? (0 - v) : v;
   return static_cast<int32_t>(static_cast<uint32_t>(bits));
