@@ -66,6 +66,15 @@ enum LookupMode {
   kLookupForDomains = 2,   // the host filter is numeric: resolve only for the domain lists
 };
 
+// The browser tests of one distinct agent, remembered by its node in the
+// Browsers list so that they run once per agent rather than once per hit.
+struct AgentFlags {
+  const ListItem* node = nullptr;
+  bool msie = false;
+  bool netscape = false;
+};
+constexpr size_t kAgentMemoSize = 512;
+
 struct AnalysisState {
   PassResults results;
   ListInfo* info[kListCount] = {};
@@ -79,6 +88,8 @@ struct AnalysisState {
   char fileTypeWork[kWorkSize] = {};
   char referrerWork[kWorkSize] = {};
   char hostWork[kWorkSize] = {};
+  AgentFlags agentMemo[kAgentMemoSize] = {};  // by the node's address
+  int32_t agentMemoReclaimed = 0;  // the Browsers list's reclaimed nodes when the memo was valid
 };
 
 }  // namespace
@@ -216,6 +227,7 @@ bool EqualsSetting(const char* value, const ll::FixedText<244>& setting) {
 bool MatchesFind(const StatsFields* s, const char* url) {
   size_t limit = kWorkSize - 1;
   if (s->subdirs && !s->findPattern && mPass.findLength < limit) limit = mPass.findLength;
+  if (limit == 0) return true;  // an empty find below the root: every URL matches
   ll::CopyText(mPass.urlWork, sizeof mPass.urlWork, url, strnlen(url, limit));
   if (!s->showQuery) TruncateCGI(mPass.urlWork);
   const char* find = s->find.c_str();
@@ -250,11 +262,32 @@ void CountBadRequest(const StatsFields* s, const LogHit* hit) {
     AddItem(kBadReferrersList, hit->referrer, nullptr, false);
 }
 
+// "MSIE" anywhere counts for Microsoft; "Mozilla/" first without
+// "ompatible" anywhere for Netscape.
+AgentFlags TestAgent(const ListItem* node, const char* agent) {
+  return AgentFlags{node, MSIE(agent) != 0,
+                    strncmp(agent, "Mozilla/", 8) == 0 && !strstr(agent, "ompatible")};
+}
+
+// Counts an agent (not empty) in Browsers and in the browser families.
 void CountBrowser(const char* agent) {
-  if (MSIE(agent)) ++MsieCount;
-  if (strncmp(agent, "Mozilla/", 8) == 0 && !strstr(agent, "ompatible")) ++NavCount;
-  AddItem(kBrowsersList, agent, nullptr, false);
+  const size_t length = strnlen(agent, kWorkSize - 1);
+  ListInfo* info = mPass.info[kBrowsersList];
+  const ListItem* node = add_item_key(ListHead(kBrowsersList), info,
+                                      KeyFor(kBrowsersList, agent, length, false), nullptr, nullptr);
   ++mPass.results.browserHits;
+  // A node that smart memory freed may come back holding another agent.
+  const int32_t reclaimed = info ? info->reclaimed : 0;
+  if (reclaimed != mPass.agentMemoReclaimed) {
+    for (AgentFlags& f : mPass.agentMemo) f = AgentFlags{};
+    mPass.agentMemoReclaimed = reclaimed;
+  }
+  // The reader cuts every field at 243 characters, so the node's text is
+  // the whole agent and its tests are the agent's.
+  AgentFlags& flags = mPass.agentMemo[(reinterpret_cast<uintptr_t>(node) >> 4) % kAgentMemoSize];
+  if (flags.node != node) flags = TestAgent(node, agent);
+  if (flags.msie) ++MsieCount;
+  if (flags.netscape) ++NavCount;
 }
 
 // Domains count the host's domain (or network for an address); domain types
@@ -267,11 +300,13 @@ void CountBrowser(const char* agent) {
 // Only an IPv6 address keeps a ':' once the port is trimmed from the host.
 bool IsIpv6Host(const char* host) { return strchr(host, ':') != nullptr; }
 
-char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain, char* work) {
+// Sets *ipv6 to whether the host is an IPv6 address.
+char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain, char* work, bool* ipv6) {
   ll::CopyText(work, kWorkSize, host);
   char* cut = work;
+  *ipv6 = IsIpv6Host(work);
   if (s->domains.show) {
-    if (IsIpv6Host(cut)) {
+    if (*ipv6) {
       // an IPv6 address stays whole
     } else if (IPaddress(cut)) {
       TruncateIP(cut);
@@ -284,14 +319,14 @@ char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain, char* w
 }
 
 // Counts the domain and the domain type of a host cut by CutDomain into work.
-void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut, char* work) {
+void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut, char* work, bool ipv6) {
   if (s->domains.show) {
     AddKey(kDomainsList, domain);
     ++mPass.results.domainHits;
   }
   if (s->domainTypes.show) {
     if (cut != work) memmove(work, cut, strlen(cut) + 1);
-    if (IsIpv6Host(work)) {
+    if (ipv6) {
       ll::CopyText(work, kWorkSize, "UNKNOWN");
     } else {
       TruncateDomain(work, 1);
@@ -373,6 +408,7 @@ struct HitKeys {
   ItemKey domain{};
   char* domainCut = nullptr;  // the domain's start in hostWork; null until cut
   char* hostWork = nullptr;   // where the host is cut: its own buffer per hit in flight
+  bool hostIsIpv6 = false;    // known once the host is cut
 };
 
 void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
@@ -389,7 +425,7 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
   }
   // A host that a lookup may still replace is cut only when it is counted.
   if (mPass.lookupMode == kNoLookup && (s->domains.show || s->domainTypes.show) && hit->host) {
-    keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork);
+    keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork, &keys->hostIsIpv6);
     if (s->domains.show) PrefetchItemSlot(*ListHead(kDomainsList), keys->domain);
   }
 }
@@ -420,8 +456,8 @@ char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, H
   if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
     resolved = ResolveForDomains(s, hit);
   if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host) {
-    if (!keys->domainCut) keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork);
-    CountDomains(s, keys->domain, keys->domainCut, keys->hostWork);
+    if (!keys->domainCut) keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork, &keys->hostIsIpv6);
+    CountDomains(s, keys->domain, keys->domainCut, keys->hostWork, keys->hostIsIpv6);
   }
   if (fileTypePasses) CountTimes(s, hit->tm);
   CountReferrer(s, hit->referrer, &keys->referrer, fileTypePasses);

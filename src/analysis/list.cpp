@@ -857,9 +857,9 @@ void PrefetchItemNode(const ItemList* list, const ItemKey& key) {
   __builtin_prefetch(last);
 }
 
-void add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
-                  ListItem* parent) {
-  if (!list || key.length == 0) return;
+ListItem* add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
+                       ListItem* parent) {
+  if (!list || key.length == 0) return nullptr;
   if (secondary && !*secondary) secondary = nullptr;
   if (!*list) *list = NewList(key.ignoreCase);
   ItemList* l = *list;
@@ -874,6 +874,7 @@ void add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const cha
     node = AddNode(l, info, key.text, key.length, h, parent);
   }
   if (secondary) add_item(&node->sublist, info, secondary, nullptr, node, key.ignoreCase);
+  return node;
 }
 
 ListItem* SortList(ItemList* list) {

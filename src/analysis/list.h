@@ -75,8 +75,9 @@ void PrefetchItemNode(const ItemList* list, const ItemKey& key);
 // memory, which accounts every node.
 void* ListNodeMemory(size_t bytes);
 
-// add_item for a key made for this list.
-void add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
+// add_item for a key made for this list.  Returns the node that counted
+// it, or null for an empty key.
+ListItem* add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
                   ListItem* parent);
 
 // Reorders the list by count and returns its first node (null when empty);

@@ -33,6 +33,18 @@ std::string Line(const std::string& host, const std::string& stamp, const std::s
   return buf;
 }
 
+// Hits of 1996 agents of no family, of four Microsoft agents, then of one
+// Netscape agent as long as those.
+std::string AgentsThenNetscape() {
+  std::string log;
+  char agent[64];
+  for (int i = 0; i < 2001; ++i) {
+    snprintf(agent, sizeof agent, i < 1996 ? "Zz/%d" : i < 2000 ? "Mozilla/4.0 (compatible; MSIE 5.0; %05d)" : "Mozilla/4.7 [en] (X11; Linux 2.4.10 %04d)", i);
+    log += Line("h", "01/Jan/2024:10:00:00", "/", 200, 1, "", agent);
+  }
+  return log;
+}
+
 struct ScriptedNames {
   std::map<std::string, std::string> names;  // dotted address -> name
   int questions = 0;
@@ -130,6 +142,11 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        [](StatsFields& s) { s.browsers.show = 1, s.filterFileTypes.set("gif"); }, 5, 0,
        {"<b>4</b> distinct browsers were found.", "<b>2</b> of the requests (<b>50%</b>) were from versions of Netscape",
         "<b>2</b> of the requests (<b>50%</b>) were from versions of Microsoft"}, {}},
+      // A browser that smart memory freed comes back as another agent.
+      {AgentsThenNetscape(), [](StatsFields& s) {
+         s.browsers.show = 1, s.smartMemoryMaxMemory = 500, s.smartMemoryReclaimSize = 1, s.smartMemoryKeepEntries = 0;
+       }, 2001, 0, {"<b>1</b> of the requests (<b>0%</b>) were from versions of Netscape",
+        "<b>4</b> of the requests (<b>0%</b>) were from versions of Microsoft"}, {}},
       // URLs lose their query and merge ignoring case unless told.
       {Line("h", d + "0", "/Index.html?x=1") + Line("h", d + "1", "/index.html"), [](StatsFields& s) { s.requests.show = 1; },
        2, 0, {"<tr><td align=center>2</td><td align=center>100.00%</td><td><a href=\"http://www.example.org/Index.html\""}, {}},
