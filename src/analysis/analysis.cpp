@@ -302,7 +302,7 @@ bool IsIpv6Host(const char* host) { return strchr(host, ':') != nullptr; }
 
 // Sets *ipv6 to whether the host is an IPv6 address.
 char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain, char* work, bool* ipv6) {
-  ll::CopyText(work, kWorkSize, host);
+  ll::CopyText(work, kWorkSize, host, strnlen(host, kWorkSize - 1));
   char* cut = work;
   *ipv6 = IsIpv6Host(work);
   if (s->domains.show) {
