@@ -10,7 +10,9 @@
 // starts only after the loop, except the keep-alive blanks of flushtoserver.
 // Counting in the big lists (URLs, referrers, domains) is bound by cache
 // misses on their tables and nodes, so a hit's keys for them are made first
-// and their memory requested before the other work of the hit (HitKeys).
+// and their memory requested before the other work of the hit (HitKeys);
+// without host lookups each hit is counted only after the next one is read
+// and keyed, so that the fetches overlap the reading (ReadLogCountingLate).
 #include "analysis/analysis.h"
 
 #include <strings.h>
