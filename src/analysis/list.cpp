@@ -94,8 +94,6 @@ constexpr size_t kSizeClasses = kLargestNode / 8 + 1;
 
 struct PoolChunk {
   PoolChunk* next;  // the chunk taken before this one
-  void* mapped;     // what mmap returned (the chunk is aligned inside it)
-  size_t mappedBytes;
 };
 
 struct NodePool {
@@ -121,12 +119,18 @@ bool NewChunk() {
   void* mapped =
       mmap(nullptr, mappedBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (mapped == MAP_FAILED) return false;
-  uintptr_t start = (reinterpret_cast<uintptr_t>(mapped) + kChunkBytes - 1) & ~(kChunkBytes - 1);
+  uintptr_t base = reinterpret_cast<uintptr_t>(mapped);
+  uintptr_t start = (base + kChunkBytes - 1) & ~(kChunkBytes - 1);
+  // Only the aligned chunk stays mapped, so that address space limits see
+  // what is used.
+  if (start > base) munmap(mapped, start - base);
+  if (base + mappedBytes > start + kChunkBytes)
+    munmap(reinterpret_cast<void*>(start + kChunkBytes), base + mappedBytes - start - kChunkBytes);
   char* chunk = reinterpret_cast<char*>(start);
   madvise(chunk, kChunkBytes, MADV_HUGEPAGE);
   // The record sits at the chunk's start; nodes follow it.
   PoolChunk* record = reinterpret_cast<PoolChunk*>(chunk);
-  *record = PoolChunk{mPool.chunks, mapped, mappedBytes};
+  *record = PoolChunk{mPool.chunks};
   mPool.chunks = record;
   mPool.cursor = chunk + sizeof(PoolChunk);
   mPool.end = chunk + kChunkBytes;
@@ -136,7 +140,7 @@ bool NewChunk() {
 void ReleaseChunks() {
   for (PoolChunk* c = mPool.chunks; c;) {
     PoolChunk* next = c->next;
-    munmap(c->mapped, c->mappedBytes);
+    munmap(c, kChunkBytes);
     c = next;
   }
   mPool = NodePool{};
