@@ -81,6 +81,7 @@ struct AnalysisState {
   PassResults results;
   ListInfo* info[kListCount] = {};
   size_t findLength = 0;
+  bool findIsPrefix = false;  // find is a plain prefix test of the URL itself
   bool anySectionCounts = false;
   bool audience = false;  // a section named by keyword is on
   bool hostFilterOn = false;
@@ -183,6 +184,11 @@ void CompleteFindPattern(StatsFields* settings) {
     }
   }
   mPass.findLength = strlen(find);
+  // Below the root, find compares the URL's first findLength bytes, cut at
+  // the query unless shown; when find holds no character that cuts, that is
+  // a comparison of the URL's own first bytes.
+  mPass.findIsPrefix = settings->subdirs && !settings->findPattern &&
+                       (settings->showQuery || strcspn(find, "?\"") == mPass.findLength);
 }
 
 bool AnySectionCounts(const StatsFields* s) {
@@ -228,8 +234,12 @@ bool EqualsSetting(const char* value, const ll::FixedText<244>& setting) {
 // without a pattern, and at the query unless showquery).
 bool MatchesFind(const StatsFields* s, const char* url) {
   size_t limit = kWorkSize - 1;
+  if (mPass.findIsPrefix) {
+    const char* find = s->find.c_str();
+    return s->findCaseSensitive ? strncmp(url, find, mPass.findLength) == 0
+                                : strncasecmp(url, find, mPass.findLength) == 0;
+  }
   if (s->subdirs && !s->findPattern && mPass.findLength < limit) limit = mPass.findLength;
-  if (limit == 0) return true;  // an empty find below the root: every URL matches
   ll::CopyText(mPass.urlWork, sizeof mPass.urlWork, url, strnlen(url, limit));
   if (!s->showQuery) TruncateCGI(mPass.urlWork);
   const char* find = s->find.c_str();

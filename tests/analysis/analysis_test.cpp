@@ -122,6 +122,9 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
       {Line("h", d + "0", "/docs/a.html") + Line("h", d + "1", "/docsx") + Line("h", d + "2", "/other"),
        [](StatsFields& s) { s.find.set("/docs"), s.findPattern = 1; }, 2, 0,
        {"<b>URL Analyzed:</b></td><td width=\"50%\">/docs*</td>"}, {}},
+      // The query is cut off before the prefix test unless shown.
+      {Line("h", d + "0", "/a?x=1"), [](StatsFields& s) { s.find.set("/a?x"); }, 0, 0, {}, {}},
+      {Line("h", d + "0", "/a?x=1"), [](StatsFields& s) { s.find.set("/a?x"), s.showQuery = 1; }, 1, 0, {}, {}},
       // Without subdirs the whole path must match, but not the query unless shown.
       {Line("h", d + "0", "/a") + Line("h", d + "1", "/a?x=1") + Line("h", d + "2", "/ab"),
        [](StatsFields& s) { s.find.set("/a"), s.subdirs = 0; }, 2, 0, {}, {}},
