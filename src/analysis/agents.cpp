@@ -9,10 +9,10 @@
 
 #include <cstring>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "analysis/agent_rules_table.h"
+#include "analysis/text_ids.h"
 #include "base/fixed_text.h"
 
 namespace {
@@ -31,14 +31,11 @@ struct AgentsState {
   pcre2_match_data* match = nullptr;
   ~AgentsState() { pcre2_match_data_free(match); }
   struct Known {
-    const std::string* text;  // the key in ids
     bool classified;
     AgentClass what;
   };
-  std::unordered_map<std::string, uint32_t> ids;
-  std::vector<Known> known;
-  std::string key;  // the text looked up; its buffer is reused
-  long knownBytes = 0;
+  TextIds ids;
+  std::vector<Known> known;  // by id
 };
 
 AgentsState m;
@@ -139,29 +136,28 @@ AgentClass Classify(const char* agent) {
 }  // namespace
 
 uint32_t AgentId(const char* agent) {
-  m.key.assign(agent ? agent : "");
-  auto found = m.ids.find(m.key);
-  if (found != m.ids.end()) return found->second;
-  uint32_t id = static_cast<uint32_t>(m.known.size());
-  auto added = m.ids.emplace(m.key, id).first;
-  m.known.push_back({&added->first, false, {}});
-  m.knownBytes += static_cast<long>(sizeof(AgentsState::Known) + m.key.size() + 64);
+  if (!agent) agent = "";
+  uint32_t length = static_cast<uint32_t>(strlen(agent));
+  bool added = false;
+  uint32_t id = m.ids.Find(agent, length, TextHash(agent, length), false, &added);
+  if (added) m.known.push_back({false, {}});
   return id;
 }
 
 const AgentClass& ClassifyAgentId(uint32_t id) {
   AgentsState::Known& k = m.known[id];
   if (!k.classified) {
-    k.what = Classify(k.text->c_str());
+    k.what = Classify(m.ids.Text(id));
     k.classified = true;
   }
   return k.what;
 }
 
-long AgentsMemoryBytes() { return m.knownBytes; }
+long AgentsMemoryBytes() {
+  return m.ids.Bytes() + static_cast<long>(m.known.capacity() * sizeof(AgentsState::Known));
+}
 
 void AgentsReset() {
-  m.known.clear();
-  m.ids.clear();
-  m.knownBytes = 0;
+  m.known = {};
+  m.ids.Clear();
 }

@@ -1,0 +1,63 @@
+// Numbers for texts: each distinct text gets the next number, from 0, and
+// keeps its copy.  An open-addressed table finds a text with one probe in
+// the common case; a slot is one cache line and holds a short text itself
+// (most hosts, pages and browser names), so finding a known short text
+// reads one line of memory.  Every text is also kept back to back in one
+// buffer.  Exact: the hash only finds candidates, the texts are compared.
+// Kept outside the memory ceiling (what is numbered must stay numbered).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+class TextIds {
+ public:
+  // The number of text (length bytes, none of them needed to be NUL), which
+  // is added when new (*added tells, when given).  hash is the caller's hash
+  // of the text; equal texts must have equal hashes.  With fold, texts that
+  // differ only in ASCII case are one text (the first spelling is kept), and
+  // hash must be made accordingly.
+  uint32_t Find(const char* text, uint32_t length, uint32_t hash, bool fold,
+                bool* added = nullptr);
+  // Requests the slot where finding a text of this hash starts.
+  void Prefetch(uint32_t hash) const {
+    if (!slots_.empty()) __builtin_prefetch(&slots_[hash & (slots_.size() - 1)]);
+  }
+  // The number of text, or -1 when it was never added.
+  int64_t Lookup(const char* text, uint32_t length, uint32_t hash, bool fold) const;
+
+  // A numbered text, NUL-terminated; valid until the next new text.
+  const char* Text(uint32_t id) const { return texts_.data() + entries_[id].offset; }
+  uint32_t Length(uint32_t id) const { return entries_[id].length; }
+  uint32_t Hash(uint32_t id) const { return entries_[id].hash; }
+
+  size_t size() const { return entries_.size(); }
+  long Bytes() const;
+  void Clear();
+
+ private:
+  struct Entry {
+    uint32_t offset;
+    uint32_t length;
+    uint32_t hash;
+  };
+  static constexpr uint32_t kInline = 52;
+  struct alignas(64) Slot {
+    uint32_t hash;
+    uint32_t idPlusOne;  // 0: empty
+    uint32_t length;
+    char text[kInline];  // the text when it fits (not NUL-terminated)
+  };
+  static_assert(sizeof(Slot) == 64);
+  bool Same(const Slot& s, const char* text, uint32_t length, bool fold) const;
+  void Grow();
+
+  std::vector<Slot> slots_;  // a power of two long, or empty
+  std::vector<Entry> entries_;
+  std::vector<char> texts_;
+};
+
+// A fast 32-bit hash of a text, for tables of TextIds whose texts are not
+// list items.
+uint32_t TextHash(const char* text, size_t length);
