@@ -13,7 +13,6 @@
 #include "analysis/audience.h"
 
 #include <strings.h>
-#include <sys/mman.h>
 
 #include <cctype>
 #include <cstdio>
@@ -37,80 +36,40 @@ namespace {
 constexpr ll::time32_t kVisitGap = 30 * 60;  // a longer pause starts a new visit
 constexpr size_t kWorkSize = 244;
 
-// One visitor in the open-addressed visitor table, 32 bytes so that a probe
-// reads one cache line.  A host written as a plain dotted IPv4 address is
-// kept as its four bytes, any other host as its number in hostIds, and the
-// browser text as its number; the hash only finds the slot, host and agent
-// are always compared, so two visitors are never merged.  The slot's hash
-// is made from the host's hash (not its number), so that the slot can be
-// requested before the host is looked up.
+// One visitor in the open-addressed visitor table, one cache line, so that
+// a probe reads one line.  A host written as a plain dotted IPv4 address is
+// kept as its four bytes, a name of up to 32 bytes in the slot itself, a
+// longer one as its number in hostIds; the browser text as its number.  The
+// hash only finds the slot, host and agent are always compared, so two
+// visitors are never merged.  The slot's hash is made from the host's hash
+// (not its number), so that the slot can be requested before anything is
+// looked up.
+constexpr size_t kInlineHost = 32;
 struct Visitor {
   uint32_t tag;  // high half of the hash, never 0; 0 marks an empty slot
   uint32_t agent;
-  uint32_t host;  // the address, or the host's number in hostIds
-  uint32_t lastPage;  // the open visit's last page, an index of pageNames
+  uint32_t lastPage;  // the open visit's last page, a number of pageIds
   ll::time32_t visitStart;
   ll::time32_t last;
+  uint32_t hostHash;
   int16_t lastDay;  // the last day this visitor was counted on
   uint8_t flags;
-  uint8_t unused;
-  uint32_t hostHash;
+  uint8_t hostLength;  // of a host kept in hostText
+  uint32_t host;       // the address, or the host's number in hostIds
+  char hostText[kInlineHost];
 };
-static_assert(sizeof(Visitor) == 32);
-constexpr uint8_t kHasPage = 1;     // the open visit has an entry page
+static_assert(sizeof(Visitor) == 64);
+constexpr uint8_t kHasPage = 1;      // the open visit has an entry page
 constexpr uint8_t kAddressHost = 2;  // host holds an IPv4 address
+constexpr uint8_t kInlineHostText = 4;  // the host is in hostText
 
-// The visitor table's memory: zeroed pages straight from the system, asked
-// for as huge pages, since every hit reads one slot at random and small
-// pages would make most of those reads miss the address cache as well.
-class SlotArray {
- public:
-  SlotArray() = default;
-  SlotArray(const SlotArray&) = delete;
-  SlotArray& operator=(const SlotArray&) = delete;
-  ~SlotArray() { Release(); }
-  void Swap(SlotArray& other) {
-    std::swap(slots_, other.slots_);
-    std::swap(size_, other.size_);
-    std::swap(mapped_, other.mapped_);
-    std::swap(mappedBytes_, other.mappedBytes_);
-  }
-  // Makes n empty slots; ends the process with status 1 when refused.
-  void Make(size_t n) {
-    Release();
-    constexpr size_t kHuge = 2 << 20;
-    mappedBytes_ = n * sizeof(Visitor) + kHuge;
-    mapped_ = mmap(nullptr, mappedBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
-                   -1, 0);
-    if (mapped_ == MAP_FAILED) exit(1);
-    uintptr_t start = (reinterpret_cast<uintptr_t>(mapped_) + kHuge - 1) & ~(kHuge - 1);
-    madvise(reinterpret_cast<void*>(start), n * sizeof(Visitor), MADV_HUGEPAGE);
-    slots_ = reinterpret_cast<Visitor*>(start);
-    size_ = n;
-  }
-  void Release() {
-    if (mapped_) munmap(mapped_, mappedBytes_);
-    mapped_ = nullptr;
-    slots_ = nullptr;
-    size_ = 0;
-  }
-  size_t size() const { return size_; }
-  bool empty() const { return size_ == 0; }
-  Visitor& operator[](size_t i) { return slots_[i]; }
-  Visitor* begin() { return slots_; }
-  Visitor* end() { return slots_ + size_; }
+using SlotArray = HugeSlots<Visitor>;
 
- private:
-  Visitor* slots_ = nullptr;
-  size_t size_ = 0;
-  void* mapped_ = nullptr;
-  size_t mappedBytes_ = 0;
-};
-
-// The host as one visitor-table key: an address or a host number.
+// The host as one visitor-table key: an address, a short name, or the
+// number of a long one.
 struct HostKey {
-  bool isAddress;
-  uint32_t value;  // the address, or the host's number in hostIds once looked up
+  uint8_t kind;    // kAddressHost, kInlineHostText or 0 for a numbered host
+  uint32_t value;  // the address, or the host's number once looked up
   uint32_t hash;
   std::string_view text;  // the host as logged, while the hit lasts
 };
@@ -160,7 +119,6 @@ struct AudienceState {
   TextIds robotIds;
   std::vector<SideFigures> robotFigures;  // by robot family number
   StatusKey statusKeys[kStatusKeys] = {};
-  long bytes = 0;  // the visitor table
 };
 
 AudienceState m;
@@ -227,27 +185,26 @@ bool PackAddress(std::string_view text, uint32_t* address) {
 HostKey HashHost(const char* hostText) {
   std::string_view text(hostText ? hostText : "");
   if (text.size() > 255) text = text.substr(0, 255);  // hosts are cut at 243 before this
-  HostKey key{true, 0, 0, text};
+  HostKey key{kAddressHost, 0, 0, text};
   if (PackAddress(text, &key.value)) {
     key.hash = static_cast<uint32_t>((key.value * 0xD6E8FEB86659FD93ULL) >> 32);
     return key;
   }
-  key.isAddress = false;
   key.hash = TextHash(text.data(), text.size());
-  m.hostIds.Prefetch(key.hash);
+  key.kind = text.size() <= kInlineHost ? kInlineHostText : 0;
+  if (!key.kind) m.hostIds.Prefetch(key.hash);
   return key;
 }
 
-// A host that is not an address is numbered on first sight, so that the
-// visitor table compares numbers only and its slots stay small.
+// A host too long for the visitor's slot is numbered on first sight.
 void NumberHost(HostKey* key) {
-  if (!key->isAddress)
+  if (!key->kind)
     key->value = m.hostIds.Find(key->text.data(), static_cast<uint32_t>(key->text.size()),
                                 key->hash, false);
 }
 
-uint64_t VisitorHash(bool isAddress, uint32_t hostHash, uint32_t agent) {
-  uint64_t h = (hostHash * 0xD6E8FEB86659FD93ULL) ^ (isAddress ? 0x5851F42D4C957F2DULL : 0);
+uint64_t VisitorHash(uint8_t hostKind, uint32_t hostHash, uint32_t agent) {
+  uint64_t h = (hostHash * 0xD6E8FEB86659FD93ULL) ^ (hostKind * 0x5851F42D4C957F2DULL);
   h ^= agent * 0x9E3779B97F4A7C15ULL;
   h ^= h >> 29;
   h *= 0xBF58476D1CE4E5B9ULL;
@@ -257,8 +214,12 @@ uint64_t VisitorHash(bool isAddress, uint32_t hostHash, uint32_t agent) {
 
 uint32_t TagOf(uint64_t hash) { return static_cast<uint32_t>(hash >> 32) | 1; }
 
+constexpr uint8_t kHostKinds = kAddressHost | kInlineHostText;
+
 bool SameHost(const Visitor& v, const HostKey& host) {
-  return v.host == host.value && ((v.flags & kAddressHost) != 0) == host.isAddress;
+  if ((v.flags & kHostKinds) != host.kind) return false;
+  if (host.kind != kInlineHostText) return v.host == host.value;
+  return v.hostLength == host.text.size() && memcmp(v.hostText, host.text.data(), v.hostLength) == 0;
 }
 
 // Doubles the table (or makes its first 4096 slots).
@@ -269,17 +230,16 @@ void GrowVisitors() {
   m.visitorTable.Make(size);
   for (const Visitor& v : old) {
     if (!v.tag) continue;
-    size_t at = VisitorHash((v.flags & kAddressHost) != 0, v.hostHash, v.agent) & (size - 1);
+    size_t at = VisitorHash(v.flags & kHostKinds, v.hostHash, v.agent) & (size - 1);
     while (m.visitorTable[at].tag) at = (at + 1) & (size - 1);
     m.visitorTable[at] = v;
   }
-  m.bytes += static_cast<long>((size - old.size()) * sizeof(Visitor));
 }
 
 // Requests the slot where a visitor's search starts, so that the wait for
 // memory overlaps the hit's other counting.
 uint64_t PrefetchVisitor(const HostKey& host, uint32_t agent) {
-  uint64_t hash = VisitorHash(host.isAddress, host.hash, agent);
+  uint64_t hash = VisitorHash(host.kind, host.hash, agent);
   if (!m.visitorTable.empty())
     __builtin_prefetch(&m.visitorTable[hash & (m.visitorTable.size() - 1)]);
   return hash;
@@ -304,9 +264,13 @@ Visitor& FindVisitor(const HostKey& host, uint32_t agent, uint64_t hash, bool* i
   v.tag = tag;
   v.agent = agent;
   v.lastDay = -1;
-  v.flags = host.isAddress ? kAddressHost : 0;
+  v.flags = host.kind;
   v.host = host.value;
   v.hostHash = host.hash;
+  if (host.kind == kInlineHostText) {
+    v.hostLength = static_cast<uint8_t>(host.text.size());
+    memcpy(v.hostText, host.text.data(), host.text.size());
+  }
   ++m.visitorCount;
   return v;
 }
@@ -374,9 +338,9 @@ void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
 bool PageOf(const LogHit* hit, ItemKey* key) {
   if (!IsPageUrl(hit->url)) return false;
   const char* url = hit->url;
-  size_t length = m.showQuery ? strlen(url) : strcspn(url, "?\"");
-  *key = MakeItemKey(nullptr, url, length, m.pagesIgnoreCase ? 1 : 0);
+  size_t length = !m.pages ? 0 : m.showQuery ? strlen(url) : strcspn(url, "?\"");
   if (m.pages) {
+    *key = MakeItemKey(nullptr, url, length, m.pagesIgnoreCase ? 1 : 0);
     m.pageIds.Prefetch(key->hash);
     PrefetchItemSlot(m.results->pages, *key);
   }
@@ -468,6 +432,8 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
   uint32_t agentId = m.prepared.agentId;
   HostKey& host = m.prepared.host;
   uint64_t visitorHash = m.prepared.visitorHash;
+  // The page's node is requested while the hit's other figures are counted.
+  if (m.pages && m.prepared.isPage) PrefetchItemNode(r->pages, m.prepared.pageKey);
   if (m.statusCodes) CountStatus(hit, r);
   if (!byAgent) return;
   const AgentClass* agent = nullptr;
@@ -519,7 +485,6 @@ void AudienceFree(PassResults* r) {
   m.robotIds.Clear();
   m.robotFigures = {};
   for (StatusKey& k : m.statusKeys) k = {};
-  m.bytes = 0;
   AgentsReset();
 }
 
@@ -534,10 +499,15 @@ bool IsPageUrl(const char* url) {
   size_t dot = end;
   while (dot > 0 && url[dot - 1] != '/' && url[dot - 1] != '.') --dot;
   if (dot == 0 || url[dot - 1] == '/') return true;  // no extension
-  const char* type = url + dot;
   size_t length = end - dot;
+  if (length < 2 || length > 5) return false;
+  char type[8] = {};
+  for (size_t i = 0; i < length; ++i) {
+    unsigned char c = static_cast<unsigned char>(url[dot + i]);
+    type[i] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+  }
   for (const char* known : kPageTypes)
-    if (strlen(known) == length && strncasecmp(type, known, length) == 0) return true;
+    if (strcmp(type, known) == 0) return true;
   return false;
 }
 
@@ -557,7 +527,7 @@ void RobotFigures(const char* family, int32_t* pages, double* bytes) {
 }
 
 long AudienceMemoryBytes() {
-  return m.bytes + m.hostIds.Bytes() + m.pageIds.Bytes() + m.robotIds.Bytes() +
+  return static_cast<long>(m.visitorTable.Bytes()) + m.hostIds.Bytes() + m.pageIds.Bytes() + m.robotIds.Bytes() +
          static_cast<long>(m.pageFigures.capacity() * sizeof(SideFigures) +
                            m.robotFigures.capacity() * sizeof(SideFigures) +
                            m.agentKeys.capacity() * sizeof(AgentKeys)) +

@@ -21,15 +21,25 @@ uint64_t Mix(uint64_t h, uint64_t w) {
 
 }  // namespace
 
+// Four words at a time go into four independent lanes, so that their
+// multiplications overlap.
 uint32_t TextHash(const char* text, size_t length) {
-  uint64_t h = 0x243f6a8885a308d3ull ^ length;
+  uint64_t a = 0x243f6a8885a308d3ull ^ length, b = 0x13198a2e03707344ull,
+           c = 0xa4093822299f31d0ull, d = 0x082efa98ec4e6c89ull;
   size_t i = 0;
-  for (; i + 8 <= length; i += 8) h = Mix(h, Load8(text + i));
+  for (; i + 32 <= length; i += 32) {
+    a = Mix(a, Load8(text + i));
+    b = Mix(b, Load8(text + i + 8));
+    c = Mix(c, Load8(text + i + 16));
+    d = Mix(d, Load8(text + i + 24));
+  }
+  for (; i + 8 <= length; i += 8) a = Mix(a, Load8(text + i));
   if (i < length) {
     uint64_t w = 0;
     memcpy(&w, text + i, length - i);
-    h = Mix(h, w);
+    b = Mix(b, w);
   }
+  uint64_t h = a ^ (b * 0xc4ceb9fe1a85ec53ull) ^ (c * 0x9fb21c651e98df25ull) ^ (d * 0xff51afd7ed558ccdull);
   h ^= h >> 32;
   h *= 0xff51afd7ed558ccdull;
   return static_cast<uint32_t>(h >> 32);
@@ -38,7 +48,9 @@ uint32_t TextHash(const char* text, size_t length) {
 bool TextIds::Same(const Slot& s, const char* text, uint32_t length, bool fold) const {
   if (s.length != length) return false;
   const char* mine = length <= kInline ? s.text : texts_.data() + entries_[s.idPlusOne - 1].offset;
-  return fold ? strncasecmp(mine, text, length) == 0 : memcmp(mine, text, length) == 0;
+  // Folded texts are nearly always found in their first spelling.
+  if (memcmp(mine, text, length) == 0) return true;
+  return fold && strncasecmp(mine, text, length) == 0;
 }
 
 int64_t TextIds::Lookup(const char* text, uint32_t length, uint32_t hash, bool fold) const {
@@ -78,8 +90,9 @@ uint32_t TextIds::Find(const char* text, uint32_t length, uint32_t hash, bool fo
 
 void TextIds::Grow() {
   size_t size = slots_.empty() ? 1024 : slots_.size() * 2;
-  std::vector<Slot> old(size, Slot{});
-  old.swap(slots_);
+  HugeSlots<Slot> old;
+  old.Swap(slots_);
+  slots_.Make(size);
   for (const Slot& s : old) {
     if (!s.idPlusOne) continue;
     size_t at = s.hash & (size - 1);
@@ -89,12 +102,12 @@ void TextIds::Grow() {
 }
 
 long TextIds::Bytes() const {
-  return static_cast<long>(slots_.capacity() * sizeof(Slot) + entries_.capacity() * sizeof(Entry) +
+  return static_cast<long>(slots_.Bytes() + entries_.capacity() * sizeof(Entry) +
                            texts_.capacity());
 }
 
 void TextIds::Clear() {
-  slots_ = {};
+  slots_.Release();
   entries_ = {};
   texts_ = {};
 }

@@ -7,9 +7,73 @@
 // Kept outside the memory ceiling (what is numbered must stay numbered).
 #pragma once
 
+#include <sys/mman.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <utility>
 #include <vector>
+
+// Memory for a hash table that is read at random once per hit: zeroed pages
+// straight from the system, asked for as huge pages once the table is big
+// enough to pay for one, since small pages would make most of those reads
+// miss the address cache as well (and a request for a slot ahead of time
+// then comes too late).
+template <typename T>
+class HugeSlots {
+ public:
+  HugeSlots() = default;
+  HugeSlots(const HugeSlots&) = delete;
+  HugeSlots& operator=(const HugeSlots&) = delete;
+  ~HugeSlots() { Release(); }
+  void Swap(HugeSlots& other) {
+    std::swap(slots_, other.slots_);
+    std::swap(size_, other.size_);
+    std::swap(mapped_, other.mapped_);
+    std::swap(mappedBytes_, other.mappedBytes_);
+  }
+  // Makes n empty slots; ends the process with status 1 when refused.
+  void Make(size_t n) {
+    Release();
+    constexpr size_t kHuge = 2 << 20;
+    size_t bytes = n * sizeof(T);
+    mappedBytes_ = bytes + kHuge;
+    mapped_ = mmap(nullptr, mappedBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+                   -1, 0);
+    if (mapped_ == MAP_FAILED) exit(1);
+    uintptr_t start = (reinterpret_cast<uintptr_t>(mapped_) + kHuge - 1) & ~(kHuge - 1);
+    if (bytes >= kHuge / 8)
+      madvise(reinterpret_cast<void*>(start), (bytes + kHuge - 1) & ~(kHuge - 1), MADV_HUGEPAGE);
+    slots_ = reinterpret_cast<T*>(start);
+    size_ = n;
+  }
+  void Release() {
+    if (mapped_) munmap(mapped_, mappedBytes_);
+    mapped_ = nullptr;
+    slots_ = nullptr;
+    size_ = 0;
+  }
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  T& operator[](size_t i) { return slots_[i]; }
+  const T& operator[](size_t i) const { return slots_[i]; }
+  T* begin() { return slots_; }
+  T* end() { return slots_ + size_; }
+  const T* begin() const { return slots_; }
+  const T* end() const { return slots_ + size_; }
+  // Bytes the table can take once touched (a huge page is taken whole).
+  size_t Bytes() const {
+    size_t bytes = size_ * sizeof(T);
+    return bytes >= (1u << 18) ? (bytes + (2u << 20) - 1) & ~size_t{(2u << 20) - 1} : bytes;
+  }
+
+ private:
+  T* slots_ = nullptr;
+  size_t size_ = 0;
+  void* mapped_ = nullptr;
+  size_t mappedBytes_ = 0;
+};
 
 class TextIds {
  public:
@@ -53,7 +117,7 @@ class TextIds {
   bool Same(const Slot& s, const char* text, uint32_t length, bool fold) const;
   void Grow();
 
-  std::vector<Slot> slots_;  // a power of two long, or empty
+  HugeSlots<Slot> slots_;  // a power of two long, or empty
   std::vector<Entry> entries_;
   std::vector<char> texts_;
 };
