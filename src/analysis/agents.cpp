@@ -17,9 +17,16 @@
 
 namespace {
 
+// A rule is compiled to machine code once it has been tried on enough
+// texts to pay for it: most texts are tried against most rules before one
+// matches, so a month with thousands of browser texts spends its time
+// there, while a short log is not kept waiting for a thousand compilations.
+constexpr uint32_t kTriesBeforeMachineCode = 16;
+
 struct CompiledRules {
   const AgentRule* rules = nullptr;
   std::vector<pcre2_code*> code;  // null for a rule that did not compile
+  std::vector<uint32_t> tries;    // texts tried, up to kTriesBeforeMachineCode
   ~CompiledRules() {
     for (pcre2_code* c : code) pcre2_code_free(c);
   }
@@ -43,6 +50,7 @@ AgentsState m;
 void Compile(CompiledRules* out, const AgentRule* rules, int count) {
   out->rules = rules;
   out->code.resize(count);
+  out->tries.assign(count, 0);
   for (int i = 0; i < count; ++i) {
     int error = 0;
     PCRE2_SIZE offset = 0;
@@ -88,9 +96,13 @@ std::string Fill(const char* replacement, const char* subject, int groups) {
 
 // Index of the first rule of list that matches subject, or -1; the match
 // stays in m.match, its group count in *groups.
-int FirstMatch(const CompiledRules& list, const char* subject, size_t length, int* groups) {
+int FirstMatch(CompiledRules& list, const char* subject, size_t length, int* groups) {
   for (size_t i = 0; i < list.code.size(); ++i) {
     if (!list.code[i]) continue;
+    // Machine code matches as the interpreter does; when it cannot be made
+    // the interpreter goes on.
+    if (list.tries[i] < kTriesBeforeMachineCode && ++list.tries[i] == kTriesBeforeMachineCode)
+      pcre2_jit_compile(list.code[i], PCRE2_JIT_COMPLETE);
     int rc = pcre2_match(list.code[i], reinterpret_cast<PCRE2_SPTR>(subject), length, 0, 0,
                          m.match, nullptr);
     if (rc == 0) rc = 20;  // more groups than the match data holds: use what it has
@@ -103,7 +115,7 @@ int FirstMatch(const CompiledRules& list, const char* subject, size_t length, in
 }
 
 // Family and major version by the first rule of list that matches.
-std::string Name(const CompiledRules& list, const char* subject, size_t length,
+std::string Name(CompiledRules& list, const char* subject, size_t length,
                  std::string* family) {
   int groups = 0;
   int i = FirstMatch(list, subject, length, &groups);
