@@ -62,11 +62,7 @@ class HugeSlots {
   T* end() { return slots_ + size_; }
   const T* begin() const { return slots_; }
   const T* end() const { return slots_ + size_; }
-  // Bytes the table can take once touched (a huge page is taken whole).
-  size_t Bytes() const {
-    size_t bytes = size_ * sizeof(T);
-    return bytes >= (1u << 18) ? (bytes + (2u << 20) - 1) & ~size_t{(2u << 20) - 1} : bytes;
-  }
+  size_t Bytes() const { return size_ * sizeof(T); }
 
  private:
   T* slots_ = nullptr;
