@@ -105,6 +105,9 @@ int FirstMatch(CompiledRules& list, const char* subject, size_t length, int* gro
       pcre2_jit_compile(list.code[i], PCRE2_JIT_COMPLETE);
     int rc = pcre2_match(list.code[i], reinterpret_cast<PCRE2_SPTR>(subject), length, 0, 0,
                          m.match, nullptr);
+    if (rc == PCRE2_ERROR_JIT_STACKLIMIT)  // the interpreter has room to go on
+      rc = pcre2_match(list.code[i], reinterpret_cast<PCRE2_SPTR>(subject), length, 0,
+                       PCRE2_NO_JIT, m.match, nullptr);
     if (rc == 0) rc = 20;  // more groups than the match data holds: use what it has
     if (rc > 0) {
       *groups = rc;
