@@ -1,7 +1,5 @@
 // Counting rules of the visitor, visit and page sections, checked through
 // the whole analysis pass over small logs.
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -9,12 +7,7 @@
 #include "analysis/analysis.h"
 #include "analysis/audience.h"
 #include "analysis/pass_results.h"
-#include "analysis/smart_memory.h"
-#include "base/globals.h"
-#include "cgi/cgi_env.h"
-#include "settings/stats_fields.h"
-#include "superlog/superlog.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
 
@@ -33,47 +26,44 @@ struct Counted {
 
 // Runs the pass over a log of the hits with visitors, pages and (when
 // asked) robots on, and keeps what the sections need from its results.
-Counted Count(const std::vector<Hit>& hits, bool robots = false) {
-  std::string log;
-  char line[512];
-  for (const Hit& h : hits) {
-    const int day = h.second / 86400 + 1, rest = h.second % 86400;
-    snprintf(line, sizeof line, "%s - - [%02d/Jan/2024:%02d:%02d:%02d +0000] \"GET %s HTTP/1.0\" 200 10 \"-\" \"%s\"\n",
-             h.host, day, rest / 3600, rest / 60 % 60, rest % 60, h.url, h.agent);
-    log += line;
+class Audience : public SettingsTest {
+ protected:
+  Counted Count(const std::vector<Hit>& hits, bool robots = false) {
+    std::string log;
+    char line[512];
+    for (const Hit& h : hits) {
+      const int day = h.second / 86400 + 1, rest = h.second % 86400;
+      snprintf(line, sizeof line, "%s - - [%02d/Jan/2024:%02d:%02d:%02d +0000] \"GET %s HTTP/1.0\" 200 10 \"-\" \"%s\"\n",
+               h.host, day, rest / 3600, rest / 60 % 60, rest % 60, h.url, h.agent);
+      log += line;
+    }
+    testing_support::TempDir dir;
+    testing_support::WriteFile(dir.file("access.log"), log);
+    Reset();
+    AnalysisResetForTesting();
+    settings.find.set("/");
+    settings.subdirs = 1;
+    settings.dateStart.set("01012024");
+    settings.dateEnd.set("01022024");
+    settings.logs.set(dir.file("*.log").c_str());
+    settings.visitors.show = settings.pages.show = 1;
+    settings.robots.show = robots ? 1 : 0;
+    PassResults* r = RunAnalysisPass(&settings);
+    EXPECT_NE(r, nullptr);
+    if (!r) return {};
+    const Counted c{r->visitTotals.visitors, r->visitTotals.visits, r->visitTotals.pages, r->visitTotals.hits,
+                    r->visitDays[0].visits,  r->visitDays[1].visitors, r->visitSeconds};
+    FreeAnalysisPass();
+    return c;
   }
-  testing_support::TempDir dir;
-  testing_support::WriteFile(dir.file("access.log"), log);
-  StatsFields settings;
-  CgiEnv env;
-  initialize(&settings, &env);
-  ResetGlobalsForTesting();
-  SuperLog_ResetForTesting();
-  smart_memory_reset_for_testing();
-  AnalysisResetForTesting();
-  settings.find.set("/");
-  settings.subdirs = 1;
-  settings.dateStart.set("01012024");
-  settings.dateEnd.set("01022024");
-  settings.logs.set(dir.file("*.log").c_str());
-  settings.visitors.show = settings.pages.show = 1;
-  settings.robots.show = robots ? 1 : 0;
-  PassResults* r = RunAnalysisPass(&settings);
-  EXPECT_NE(r, nullptr);
-  if (!r) return {};
-  const Counted c{r->visitTotals.visitors, r->visitTotals.visits, r->visitTotals.pages, r->visitTotals.hits,
-                  r->visitDays[0].visits,  r->visitDays[1].visitors, r->visitSeconds};
-  FreeAnalysisPass();
-  SuperLog_ResetForTesting();
-  return c;
-}
+};
 
 constexpr const char* kFirefox = "Mozilla/5.0 (X11; Linux x86_64; rv:123.0) Gecko/20100101 Firefox/123.0";
 constexpr const char* kChrome =
     "Mozilla/5.0 (Windows NT 10.0; Win64; x64) AppleWebKit/537.36 (KHTML, like Gecko) "
     "Chrome/122.0.0.0 Safari/537.36";
 
-TEST(Visits, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
+TEST_F(Audience, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
   const struct {
     std::vector<int> seconds;
     int32_t visits;
@@ -95,7 +85,7 @@ TEST(Visits, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
   }
 }
 
-TEST(Visitors, AVisitorIsOneHostWithOneBrowserText) {
+TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
   const char* kBot = "Googlebot/2.1 (+http://www.google.com/bot.html)";
   const std::string com = "a-long-host-name-beyond-twenty.example.com", org = com.substr(0, com.size() - 3) + "org";
   const struct {
@@ -119,7 +109,7 @@ TEST(Visitors, AVisitorIsOneHostWithOneBrowserText) {
   }
 }
 
-TEST(Pages, APageEndsInASlashHasNoExtensionOrAPageExtension) {
+TEST_F(Audience, APageEndsInASlashHasNoExtensionOrAPageExtension) {
   struct Case {
     const char* url;
     bool page;

@@ -8,76 +8,46 @@
 
 namespace {
 
-// Each test starts and ends with unparsed filters.
-class RequestFilters : public ::testing::Test {
- protected:
-  void SetUp() override { Reset(); }
-  void TearDown() override { Reset(); }
-  static void Reset() {
-    FreeDomainsNow();
-    FreeFileTypesNow();
-  }
-  bool KeepsHost(const char* host) { return NotFilteredDomain(&settings_, host) == 1; }
-  bool KeepsUrl(const char* url) {
-    char type[244];
-    TruncateFileType(strcpy(type, url));
-    return NotFilteredFileType(&settings_, type) == 1;
-  }
-  StatsFields settings_;
-};
-
-// Rows run in order; a setting of null keeps the parsed list of the row
-// before (lists are parsed once, on first real use, and again after a free).
-TEST_F(RequestFilters, DomainEntriesAreFragmentsComparedIgnoringCaseWithoutBlanks) {
+// Rows run in order: 'D'omain filter on a host or referrer, 'F'ile-type
+// filter on a URL.  A setting of null keeps the parsed list of the row
+// before (lists are parsed once, on first real use, and again after a free;
+// "third" is set without a free).
+TEST(RequestFilters, DomainFragmentsAndWholeFileTypesCompareIgnoringCaseWithoutBlanks) {
   const std::string x251(251, 'x');
   const struct {
+    char filter;
     const char* setting;
-    std::string host;
+    std::string text;
     bool keeps;
   } cases[] = {
-      {"Sub.TLD,10.1.", "a.sub.tld", false}, {nullptr, "WWW.SUB.TLD", false}, {nullptr, "10.1.2.3", false},
-      {nullptr, "http://x.sub.tld/page?q=1", false},  // referrers are searched whole
-      {nullptr, "sub.tl", true}, {nullptr, "110.1.2.3", false}, {nullptr, "example.com", true},
-      {" sub. tld ,\t10.1.\t", "a.sub.tld", false}, {nullptr, "sub. tld", true},  // hosts keep their blanks
-      {"", "anything", true}, {"x", "", true}, {"a.com,", "example.org", false},  // an empty entry is in every host
-      {"first", "", true}, {"second", "second.com", false},  // an empty host returns before parsing
-      {"third", "second.com", false}, {"third", "third.com", true},
-      {"needle", x251 + "needle", true}, {nullptr, x251.substr(0, 245) + "needle", false},  // 251 characters are read
+      {'D', "Sub.TLD,10.1.", "a.sub.tld", false}, {'D', nullptr, "WWW.SUB.TLD", false}, {'D', nullptr, "10.1.2.3", false},
+      {'D', nullptr, "http://x.sub.tld/page?q=1", false},  // referrers are searched whole
+      {'D', nullptr, "sub.tl", true}, {'D', nullptr, "110.1.2.3", false}, {'D', nullptr, "example.com", true},
+      {'D', " sub. tld ,\t10.1.\t", "a.sub.tld", false}, {'D', nullptr, "sub. tld", true},  // hosts keep their blanks
+      {'D', "", "anything", true}, {'D', "x", "", true}, {'D', "a.com,", "example.org", false},  // an empty entry is in every host
+      {'D', "first", "", true}, {'D', "second", "second.com", false},  // an empty host returns before parsing
+      {'D', "third", "second.com", false}, {'D', "third", "third.com", true},
+      {'D', "needle", x251 + "needle", true}, {'D', nullptr, x251.substr(0, 245) + "needle", false},  // 251 characters are read
+      {'F', "gif,jpg", "/x.gif", false}, {'F', nullptr, "/y.JPG", false}, {'F', nullptr, "/z.gif?size=2", false},
+      {'F', nullptr, "/z.gifs", true}, {'F', nullptr, "/dir.gif/index", true}, {'F', nullptr, "/", true},
+      {'F', ".GIF, jp g\t,.png", "/a.gif", false}, {'F', nullptr, "/a.jpg", false}, {'F', nullptr, "/a.png", false},
+      {'F', "gif, .jpg", "/a.jpg", true}, {'F', "third", "..jpg", false},  // a dot behind a blank stays: "..jpg"
+      {'F', nullptr, "", true}, {'F', "c", "/a.c", false}, {'F', nullptr, "/a.cc", true}, {'F', "", "/a.gif", true},
   };
+  StatsFields settings;
   for (const auto& c : cases) {
-    if (c.setting && std::string(c.setting) != "third") FreeDomainsNow();
-    if (c.setting) settings_.filterDomains.set(c.setting);
-    EXPECT_EQ(KeepsHost(c.host.c_str()), c.keeps) << (c.setting ? c.setting : "-") << " " << c.host;
+    if (c.setting && std::string(c.setting) != "third") (c.filter == 'D' ? FreeDomainsNow : FreeFileTypesNow)();
+    if (c.setting) (c.filter == 'D' ? settings.filterDomains : settings.filterFileTypes).set(c.setting);
+    char type[300];
+    TruncateFileType(strcpy(type, c.text.c_str()));
+    const int keeps = c.filter == 'D' ? NotFilteredDomain(&settings, c.text.c_str())
+                                      : NotFilteredFileType(&settings, c.text[0] == '.' ? c.text.c_str() : type);
+    EXPECT_EQ(keeps, c.keeps) << c.filter << " " << (c.setting ? c.setting : "-") << " " << c.text;
   }
-  EXPECT_TRUE(KeepsHost(nullptr));
-}
-
-TEST_F(RequestFilters, FileTypesMatchWholeExtensionsIgnoringCase) {
-  const struct {
-    const char* setting;
-    const char* url;
-    bool keeps;
-  } cases[] = {
-      {"gif,jpg", "/x.gif", false}, {nullptr, "/y.JPG", false}, {nullptr, "/z.gif?size=2", false},
-      {nullptr, "/z.gifs", true}, {nullptr, "/dir.gif/index", true}, {nullptr, "/", true},
-      {".GIF, jp g\t,.png", "/a.gif", false}, {nullptr, "/a.jpg", false}, {nullptr, "/a.png", false},
-      {"gif, .jpg", "/a.jpg", true},  // a dot behind a blank stays: "..jpg"
-      {"c", "/a.c", false}, {nullptr, "/a.cc", true}, {"", "/a.gif", true},
-  };
-  for (const auto& c : cases) {
-    if (c.setting) {
-      FreeFileTypesNow();
-      settings_.filterFileTypes.set(c.setting);
-    }
-    EXPECT_EQ(KeepsUrl(c.url), c.keeps) << (c.setting ? c.setting : "-") << " " << c.url;
-  }
+  EXPECT_EQ(NotFilteredDomain(&settings, nullptr), 1);
+  EXPECT_EQ(NotFilteredFileType(&settings, nullptr), 1);
+  FreeDomainsNow();
   FreeFileTypesNow();
-  settings_.filterFileTypes.set("gif, .jpg");
-  EXPECT_EQ(NotFilteredFileType(&settings_, "..jpg"), 0);
-  settings_.filterFileTypes.set("html");  // parsed once: a later setting is not read
-  EXPECT_EQ(NotFilteredFileType(&settings_, "..jpg"), 0);
-  EXPECT_EQ(NotFilteredFileType(&settings_, ""), 1);
-  EXPECT_EQ(NotFilteredFileType(&settings_, nullptr), 1);
 }
 
 TEST(AddressTests, IsIpAddrWantsFourNumbersUpTo255AndIPaddressALastLabelWithoutLetters) {

@@ -86,34 +86,4 @@ TEST_F(SmartMemory, ReclamationStopsAtTargetFloorOrCeilingAndAccountsBytes) {
   }
 }
 
-// A node that receives a secondary item is never a victim; a copy of a text
-// is not accounted and reclaims only when on; a node that cannot be had at
-// all ends the run with status 1.
-TEST_F(SmartMemory, RefusedMemoryReclaimsAroundTheProtectedNodeOrEndsTheRun) {
-  Configure(1, 0, 1000, 0);  // floor 0, a target no list can meet
-  Fill(kBad, "/b", 3);
-  smart_memory_refuse_allocations_for_testing(1);
-  add_item(&lists_[kBad], infos_[kBad], "/b0000", "http://ref/", nullptr, 0);
-  ASSERT_EQ(list_length(lists_[kBad]), 1);
-  EXPECT_EQ(infos_[kBad]->reclaimed, 2);
-  Configure(1, 0, 1, 0);
-  Fill(kUrls, "/u", 10);
-  const int32_t accounted = gSM_TotalBytesAllocated;
-  smart_memory_refuse_allocations_for_testing(1);
-  char* copy = smart_strdup("host.example.org");
-  EXPECT_STREQ(copy, "host.example.org");
-  free(copy);
-  EXPECT_EQ(gSM_TotalBytesAllocated, accounted);
-  EXPECT_EQ(infos_[kUrls]->reclaimed, 4);
-  Configure(0, 0, 1, 0);
-  smart_memory_refuse_allocations_for_testing(1);
-  EXPECT_EQ(smart_strdup("x"), nullptr);
-  EXPECT_EQ(infos_[kUrls]->reclaimed, 4);
-  for (int enabled : {1, 0}) {
-    Configure(enabled, 0, 1, 0);
-    smart_memory_refuse_allocations_for_testing(1 + enabled);
-    EXPECT_EXIT(add_item(&lists_[kUrls], infos_[kUrls], "/new", nullptr, nullptr, 0), ::testing::ExitedWithCode(1), "");
-  }
-}
-
 }  // namespace

@@ -8,7 +8,6 @@
 #include <map>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "analysis/list.h"
 
@@ -19,8 +18,7 @@ struct Model {
   std::map<std::string, std::pair<std::string, int>> items;  // folded -> spelling, count
 
   std::string Key(std::string s) const {
-    if (ignoreCase)
-      for (char& c : s) c = (c >= 'A' && c <= 'Z') ? c + 32 : c;
+    for (char& c : s) c = (ignoreCase && c >= 'A' && c <= 'Z') ? c + 32 : c;
     return s;
   }
   // The lowest spelling by (count, text under the list's comparison), but `skip`.
@@ -50,8 +48,7 @@ TEST(VictimOrder, FollowsCountThenTextThroughCountingAndRemoval) {
     int distinct;           // texts to draw from
   } cases[] = {{false, 8, 300}, {true, 8, 300}, {false, 50, 2000}, {true, 1, 60}, {false, 4096, 300}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "ignoreCase " << c.ignoreCase << " queue "
-                                    << c.minimumQueue << " distinct " << c.distinct);
+    SCOPED_TRACE(testing::Message() << "ignoreCase " << c.ignoreCase << " queue " << c.minimumQueue << " distinct " << c.distinct);
     ListSetMinimumVictimQueueForTesting(c.minimumQueue);
     std::mt19937 rng(c.distinct + c.ignoreCase);
     ItemList* list = nullptr;

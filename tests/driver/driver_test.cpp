@@ -1,6 +1,9 @@
 // The whole program, run as a shell command and as a CGI program.
 #include <gtest/gtest.h>
 
+#include <sys/utsname.h>
+
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -37,17 +40,29 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
       "form-action 'self'; base-uri 'self'; frame-ancestors 'none'; sandbox allow-forms "
       "allow-same-origin allow-popups allow-popups-to-escape-sandbox\n"
       "X-Content-Type-Options: nosniff\nReferrer-Policy: no-referrer\n\n";
-  const std::string html = kCgiHeader + "<html>\n<head>\n<title>";
+  const std::string html = kCgiHeader + "<html>\n<head>\n<title>", binary = testing_support::BinaryPath();
+  struct utsname u;
+  ASSERT_EQ(uname(&u), 0);
+  const std::string sys = u.sysname;
   const struct {
     std::string config;  // "" for no configuration file
     Request request;
-    std::string start, part;
+    std::string start, part, end = "";  // the page starts with start, holds part, ends with end
   } cases[] = {
       {"", {'S', {}}, "Loglantern 1.4.3\n\nSyntax: loglantern param1=", ""},
-      {"", {'S', {"ABOUT"}}, "\nLoglantern 1.4.3 build 43\n", "type:  " + testing_support::BinaryPath() + " credits"},
-      {"", {'S', {"credits"}}, "\nLoglantern 1.4.3: Credits\n", ""},
-      {"", {'G', {}, "About"}, html + "About Loglantern", ""},
-      {"", {'G', {}, "credits"}, kCgiHeader + "<html>\n\n<head>\n<title>Loglantern: Credits", ""},
+      // The about and credits pages as plain text in a shell and as HTML under a web server.
+      {"", {'S', {"ABOUT"}}, "\nLoglantern 1.4.3 build 43\n    Platform:        \tUNIX\n    Operating system:\t" + sys + "\n    Release:         \t" +
+       u.release + "\n", "Copyright (c) 2026 The Loglantern project", "type:  " + binary + " credits\n"},
+      {"", {'S', {"credits"}}, "\nLoglantern 1.4.3: Credits\n  Developers\n    - The Loglantern project team: request intake and settings\n",
+       "deployment\n  Special thanks to\n    - The Debian project", "test data\n\nTo see version information type: " + binary + " about\n\n"},
+      {"", {'G', {}, "About"}, html + "About Loglantern Version 1.4.3</title>\n</head>\n\n\n\n\n<body>\n<h2>Loglantern 1.4.3 build 43</h2>\n"
+       "<b>Platform:</b> UNIX<br>\n<b>Operating system:</b> " + sys + "<br>\n<b>Release:</b> " + u.release + "<br>\n<b>Processor:</b> " +
+       u.machine + "<br>\n<b>Version:</b> " + u.version + "<br>\n<b>Node:</b> " + u.nodename + "<br>\n",
+       "href=\"/Loglantern/manual/#support\"", "?credits\">View program credits</a>\n\n\n</body>\n\n</html>\n"},
+      {"", {'G', {}, "credits"}, kCgiHeader + "<html>\n\n<head>\n<title>Loglantern: Credits</title>\n</head>\n\n\n\n\n<body>\n\n"
+       "<h2>Loglantern 1.4.3 Credits</h2>\n<b>Developers</b><br>\n<ul>\nThe Loglantern project team: request intake and settings<br>\n",
+       "deployment<br>\n</ul><p>\n<b>Special thanks to</b><br>\n<ul>\nThe Debian project",
+       "test data<br>\n</ul><p>\n<a href=\"?about\">Version information</a>\n\n</body>\n</html>\n"},
       {"", {'G', {}, ""}, html + "Loglantern: Error #1", "No form data posted</h2>"},
       {"", {'G', {}, "report=1", "", {{"REQUEST_METHOD", "get"}}}, html + "Loglantern: Error #1", ""},
       {"", {'G', {}, "remotedebug"}, html + "Loglantern: Error #9", ""},
@@ -66,7 +81,9 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
       // Form-only words cannot choose the logs an account may read.
       {"user=ann;password=*;url=http://h\n", {'S', {"username=ann", "logs=/etc/*"}}, "<html>\n<head>\n<title>Loglantern: Error #5", ""},
       {"user=ann\n", {'G', {}, "remotedebug"}, html + "Loglantern 1.4.3: Remote Debugging", "debugging not enabled"},
-      {"RemoteDebugEnabled=1\nuser=ann\n", {'G', {}, "REMOTEDEBUG"}, html, "RemoteDebugEnabled=1\nuser=ann\n\nEnd of file."},
+      // The file is copied in blocks of 2047 bytes: this one ends with a block of one byte.
+      {"RemoteDebugEnabled=1\n" + std::string(4072, '#') + "\nx", {'G', {}, "REMOTEDEBUG"}, html,
+       "data follows immediately:<p>\n\nRemoteDebugEnabled=1\n" + std::string(4072, '#') + "\nx\nEnd of file.\n</body>\n</html>\n"},
       {"RemoteDebugEnabled=1\nuser=ann\n", {'S', {"remotedebug"}}, "<html>\n<head>\n<title>Loglantern 1.4.3: Remote", ""},
   };
   for (const auto& c : cases) {
@@ -77,6 +94,7 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
     EXPECT_EQ(r.exitStatus, 0) << what;
     EXPECT_EQ(r.out.rfind(c.start, 0), 0u) << what << "\n" << r.out;
     EXPECT_NE(r.out.find(c.part), std::string::npos) << what << "\n" << r.out.substr(0, 300);
+    EXPECT_EQ(r.out.substr(r.out.size() - std::min(r.out.size(), c.end.size())), c.end) << what;
     EXPECT_FALSE(testing_support::FileExists(dir.file("errors.log")));  // no ErrorLog key: no log
   }
 }

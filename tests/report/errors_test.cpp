@@ -1,7 +1,5 @@
 #include "report/errors.h"
 
-#include <regex>
-
 #include "support/fixtures.h"
 
 namespace {
@@ -43,22 +41,6 @@ TEST_F(ErrorPageTest, EveryNumberHasItsHeadingAndInsertedValues) {
     for (const std::string& text : texts) EXPECT_NE(page.find(text), std::string::npos) << number << ": " << text;
     EXPECT_EQ(page.substr(page.size() - 16), "</body>\n</html>\n");
   }
-}
-
-TEST_F(ErrorPageTest, ErrorLogAppendsOneStampedLinePerErrorWithLongValuesWhole) {
-  testing_support::TempDir dir;
-  testing_support::WriteFile(dir.file("errors.log"), "earlier\n");
-  settings.errorLog.set(dir.file("errors.log").c_str());
-  env.REMOTE_HOST.set(std::string(99, 'h').c_str());
-  settings.username.set(std::string(99, 'u').c_str());
-  Raise(2);
-  Raise(1);
-  settings.configFile.set("x.conf");
-  Raise(9);
-  std::regex lines("earlier\n\\[\\d\\d/[A-Z][a-z][a-z]/\\d{4}:\\d\\d:\\d\\d:\\d\\d\\] Unauthorized access from '" +
-                   std::string(99, 'h') + "' with username='" + std::string(99, 'u') +
-                   "'\n\\[[^\\]]+\\] No form data posted\\.\n\\[[^\\]]+\\] Could not open configuration file x\\.conf\n");
-  EXPECT_TRUE(std::regex_match(testing_support::ReadFile(dir.file("errors.log")), lines));
 }
 
 }  // namespace
