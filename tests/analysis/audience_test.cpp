@@ -18,51 +18,43 @@ struct Hit {
   const char* agent;  // "-" for none
 };
 
-struct Counted {
-  int32_t visitors, visits, pages, hits;
-  int32_t firstDayVisits, secondDayVisitors;
-  double seconds;
-};
+constexpr const char* kFirefox = "Mozilla/5.0 (X11; Linux x86_64; rv:123.0) Gecko/20100101 Firefox/123.0";
+constexpr const char* kChrome = "Mozilla/5.0 (Windows NT 10.0; Win64; x64) AppleWebKit/537.36 (KHTML, like Gecko) Chrome/122.0.0.0";
+constexpr const char* kBot = "Googlebot/2.1 (+http://www.google.com/bot.html)";
 
-// Runs the pass over a log of the hits with visitors, pages and (when
-// asked) robots on, and keeps what the sections need from its results.
 class Audience : public SettingsTest {
  protected:
-  Counted Count(const std::vector<Hit>& hits, bool robots = false) {
+  // Runs the pass over a log of the hits with visitors, pages and (when
+  // asked) robots on; keeps the totals, the first two days and the summed
+  // length of the visits.
+  void Count(const std::vector<Hit>& hits, bool robots = false) {
+    testing_support::TempDir dir;
     std::string log;
     char line[512];
     for (const Hit& h : hits) {
-      const int day = h.second / 86400 + 1, rest = h.second % 86400;
+      const int rest = h.second % 86400;
       snprintf(line, sizeof line, "%s - - [%02d/Jan/2024:%02d:%02d:%02d +0000] \"GET %s HTTP/1.0\" 200 10 \"-\" \"%s\"\n",
-               h.host, day, rest / 3600, rest / 60 % 60, rest % 60, h.url, h.agent);
+               h.host, h.second / 86400 + 1, rest / 3600, rest / 60 % 60, rest % 60, h.url, h.agent);
       log += line;
     }
-    testing_support::TempDir dir;
     testing_support::WriteFile(dir.file("access.log"), log);
     Reset();
     AnalysisResetForTesting();
-    settings.find.set("/");
-    settings.subdirs = 1;
-    settings.dateStart.set("01012024");
-    settings.dateEnd.set("01022024");
+    settings.find.set("/"), settings.subdirs = 1;
+    settings.dateStart.set("01012024"), settings.dateEnd.set("01022024");
     settings.logs.set(dir.file("*.log").c_str());
-    settings.visitors.show = settings.pages.show = 1;
-    settings.robots.show = robots ? 1 : 0;
+    settings.visitors.show = settings.pages.show = 1, settings.robots.show = robots;
     PassResults* r = RunAnalysisPass(&settings);
-    EXPECT_NE(r, nullptr);
-    if (!r) return {};
-    const Counted c{r->visitTotals.visitors, r->visitTotals.visits, r->visitTotals.pages, r->visitTotals.hits,
-                    r->visitDays[0].visits,  r->visitDays[1].visitors, r->visitSeconds};
+    ASSERT_NE(r, nullptr);
+    totals = r->visitTotals, day0 = r->visitDays[0], day1 = r->visitDays[1], seconds = r->visitSeconds;
     FreeAnalysisPass();
-    return c;
   }
+  PassResults::VisitFigures totals{}, day0{}, day1{};
+  double seconds = 0;
 };
 
-constexpr const char* kFirefox = "Mozilla/5.0 (X11; Linux x86_64; rv:123.0) Gecko/20100101 Firefox/123.0";
-constexpr const char* kChrome =
-    "Mozilla/5.0 (Windows NT 10.0; Win64; x64) AppleWebKit/537.36 (KHTML, like Gecko) "
-    "Chrome/122.0.0.0 Safari/537.36";
-
+// One host and browser; a visit is counted on the day it starts, its
+// visitor on each day seen.
 TEST_F(Audience, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
   const struct {
     std::vector<int> seconds;
@@ -75,18 +67,14 @@ TEST_F(Audience, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
   for (const auto& c : cases) {
     std::vector<Hit> hits;
     for (int s : c.seconds) hits.push_back({"10.0.0.1", s, "/", kFirefox});
-    const Counted got = Count(hits);
-    EXPECT_EQ(got.visitors, 1) << c.seconds.back();
-    EXPECT_EQ(got.visits, c.visits) << c.seconds.back();
-    EXPECT_EQ(got.seconds, c.length) << c.seconds.back();
-    // A visit is counted on the day it starts; its visitor on each day seen.
-    EXPECT_EQ(got.firstDayVisits, c.visits) << c.seconds.back();
-    EXPECT_EQ(got.secondDayVisitors, c.seconds.back() > 86400 ? 1 : 0) << c.seconds.back();
+    Count(hits);
+    const std::vector<double> got = {double(totals.visitors), double(totals.visits), seconds, double(day0.visits), double(day1.visitors)};
+    EXPECT_EQ(got, (std::vector<double>{1, double(c.visits), c.length, double(c.visits), c.seconds.back() > 86400 ? 1.0 : 0.0}))
+        << c.seconds.back();
   }
 }
 
 TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
-  const char* kBot = "Googlebot/2.1 (+http://www.google.com/bot.html)";
   const std::string com = "a-long-host-name-beyond-twenty.example.com", org = com.substr(0, com.size() - 3) + "org";
   const struct {
     std::vector<Hit> hits;
@@ -97,23 +85,21 @@ TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
       {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kChrome}}, 2, false},  // two browsers
       {{{"10.0.0.1", 0, "/", "-"}, {"10.0.0.1", 5, "/", kFirefox}}, 2, false},     // no browser text is a text
       {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.01", 5, "/", kFirefox}, {"10.0.0.1", 7, "/", kFirefox}}, 2, false},
-      {{{"a.example.com", 0, "/", kFirefox}, {"a.example.co", 5, "/", kFirefox},
-        {com.c_str(), 9, "/", kFirefox}, {org.c_str(), 9, "/", kFirefox}}, 4, false},
+      {{{"a.example.com", 0, "/", kFirefox}, {"a.example.co", 5, "/", kFirefox}, {com.c_str(), 9, "/", kFirefox},
+        {org.c_str(), 9, "/", kFirefox}}, 4, false},
       {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 1, true},
       {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 2, false},
   };
   for (const auto& c : cases) {
-    const Counted got = Count(c.hits, c.robots);
-    EXPECT_EQ(got.visitors, c.visitors) << c.hits.back().host << " " << c.robots;
-    EXPECT_EQ(got.visits, c.visitors) << c.hits.back().host << " " << c.robots;
+    Count(c.hits, c.robots);
+    EXPECT_EQ(totals.visitors, c.visitors) << c.hits.back().host << " " << c.robots;
+    EXPECT_EQ(totals.visits, c.visitors) << c.hits.back().host << " " << c.robots;
   }
 }
 
+// The pass counts page views by the same rule, and every hit as a hit.
 TEST_F(Audience, APageEndsInASlashHasNoExtensionOrAPageExtension) {
-  struct Case {
-    const char* url;
-    bool page;
-  } cases[] = {
+  const std::pair<const char*, bool> cases[] = {
       {"/", true}, {"/docs/", true}, {"/about", true}, {"/INDEX.HTM", true}, {"/a.shtml", true},
       {"/search.php?q=logo.png", true}, {"/default.aspx", true}, {"/app.jsp", true}, {"/form.cgi", true},
       {"/tool.PL", true}, {"/old.asp", true}, {"/v1.2/notes", true},
@@ -121,15 +107,14 @@ TEST_F(Audience, APageEndsInASlashHasNoExtensionOrAPageExtension) {
   };
   std::vector<Hit> hits;
   int pages = 0;
-  for (const Case& c : cases) {
-    EXPECT_EQ(IsPageUrl(c.url), c.page) << c.url;
-    hits.push_back({"10.0.0.1", static_cast<int>(hits.size()), c.url, kFirefox});
-    pages += c.page;
+  for (const auto& [url, page] : cases) {
+    EXPECT_EQ(IsPageUrl(url), page) << url;
+    hits.push_back({"10.0.0.1", static_cast<int>(hits.size()), url, kFirefox});
+    pages += page;
   }
-  // The pass counts page views by the same rule, and every hit as a hit.
-  Counted got = Count(hits);
-  EXPECT_EQ(got.pages, pages);
-  EXPECT_EQ(got.hits, static_cast<int32_t>(hits.size()));
+  Count(hits);
+  EXPECT_EQ(totals.pages, pages);
+  EXPECT_EQ(totals.hits, static_cast<int32_t>(hits.size()));
 }
 
 }  // namespace

@@ -2,60 +2,26 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <cstring>
-
 #include "analysis/list.h"
 #include "base/globals.h"
 #include "settings/stats_fields.h"
 
 namespace {
 
-constexpr int32_t kNode = 256;
-
-// Three lists in catalogue order, and settings in the units of the
-// configuration (floor in entries, reclaim size and ceiling in K).
-class SmartMemory : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ResetGlobalsForTesting();
-    smart_memory_reset_for_testing();
-    for (int i = 0; i < 3; ++i) init_list(&lists_[i], &infos_[i], kNames[i]);
-  }
-  void TearDown() override {
-    for (ItemList* list : lists_) destroy(list);
-    destroyListInfo();
-    smart_memory_reset_for_testing();
-    ResetGlobalsForTesting();
-  }
-  void Configure(int enabled, int keepEntries, int reclaimK, int ceilingK) {
-    StatsFields settings;
-    settings.smartMemoryEnabled = enabled, settings.smartMemoryKeepEntries = keepEntries;
-    settings.smartMemoryReclaimSize = reclaimK, settings.smartMemoryMaxMemory = ceilingK;
-    smart_memory_init(&settings);
-  }
-  // Adds "<prefix>0000".."<prefix>n-1" to list i, each once.
-  void Fill(int i, const char* prefix, int n) {
-    char text[64];
-    for (int k = 0; k < n; ++k) {
-      snprintf(text, sizeof text, "%s%04d", prefix, k);
-      add_item(&lists_[i], infos_[i], text, nullptr, nullptr, 0);
-    }
-  }
-  static constexpr const char* kNames[3] = {"Top URLs", "Bad URLs", "Google Search Phrases"};
-  static constexpr int kUrls = 0, kBad = 1, kPhrases = 2;
-  ItemList* lists_[3] = {};
-  ListInfo* infos_[3] = {};
-};
-
-// Fills Top URLs and the phrases, then counts one node into Bad URLs after
-// `refusals` refused allocations; the reclamation that follows (if any)
-// picks the longest list, stops at the target or the floor, and moves on.
-TEST_F(SmartMemory, ReclamationStopsAtTargetFloorOrCeilingAndAccountsBytes) {
-  struct Case {
+// Three lists in catalogue order (Top URLs, Bad URLs, phrases), settings in
+// the units of the configuration (floor in entries, reclaim size and ceiling
+// in K).  Fills Top URLs and the phrases, then counts one more node after
+// `refusals` refused allocations: a new one into Bad URLs, or a secondary
+// item under the first URL, which must survive.  The reclamation that
+// follows (if any) picks the longest list, stops at the target or the
+// floor, and moves on.
+TEST(SmartMemory, ReclamationStopsAtTargetFloorOrCeilingAndAccountsBytes) {
+  constexpr int32_t kNode = 256;
+  const struct {
     const char* what;
     int enabled, keep, reclaimK, ceilingK, urls, phrases, refusals;
     int urlsCut, phrasesCut, peakNodes;
+    bool secondary = false;
   } cases[] = {
       {"off: nothing counted or cut", 0, 0, 1, 500, 2100, 0, 0, 0, 0, 0},
       {"ceiling under 500 K is none", 1, 0, 1, 499, 2100, 0, 0, 0, 0, 0},
@@ -65,25 +31,44 @@ TEST_F(SmartMemory, ReclamationStopsAtTargetFloorOrCeilingAndAccountsBytes) {
       {"reclaim size 0 frees nothing", 1, 0, 0, 500, 2003, 0, 0, 0, 0, 2003},
       {"refused memory reclaims, retries", 1, 0, 1, 0, 10, 0, 1, 4, 0, 10},
       {"a floor of one entry is kept", 1, 1, 1000, 0, 3, 0, 1, 2, 0, 3},
+      {"the node getting a secondary item stays", 1, 0, 1000, 0, 3, 0, 1, 2, 0, 3, true},
   };
-  for (const Case& c : cases) {
-    TearDown();
-    SetUp();
-    Configure(c.enabled, c.keep, c.reclaimK, c.ceilingK);
-    Fill(kUrls, "/u", c.urls);
-    Fill(kPhrases, "p", c.phrases);
+  for (const auto& c : cases) {
+    ResetGlobalsForTesting();
+    smart_memory_reset_for_testing();
+    ItemList* lists[3] = {};
+    ListInfo* infos[3] = {};
+    for (int i = 0; i < 3; ++i) init_list(&lists[i], &infos[i], i == 0 ? "Top URLs" : i == 1 ? "Bad URLs" : "Google Search Phrases");
+    StatsFields settings;
+    settings.smartMemoryEnabled = c.enabled, settings.smartMemoryKeepEntries = c.keep;
+    settings.smartMemoryReclaimSize = c.reclaimK, settings.smartMemoryMaxMemory = c.ceilingK;
+    smart_memory_init(&settings);
+    char text[64];
+    for (int k = 0; k < c.urls + c.phrases; ++k) {
+      snprintf(text, sizeof text, "%s%04d", k < c.urls ? "/u" : "p", k < c.urls ? k : k - c.urls);
+      add_item(&lists[k < c.urls ? 0 : 2], infos[k < c.urls ? 0 : 2], text, nullptr, nullptr, 0);
+    }
     smart_memory_refuse_allocations_for_testing(c.refusals);
-    add_item(&lists_[kBad], infos_[kBad], "/x", nullptr, nullptr, 0);
+    if (c.secondary) {
+      add_item(&lists[0], infos[0], "/u0000", "http://ref/", nullptr, 0);
+      EXPECT_EQ(SortList(lists[0])->count, 2) << c.what;
+    } else {
+      add_item(&lists[1], infos[1], "/x", nullptr, nullptr, 0);
+    }
     const int nodes = c.urls + c.phrases + 1, cut = c.urlsCut + c.phrasesCut;
-    EXPECT_EQ(list_length(lists_[kUrls]), c.urls - c.urlsCut) << c.what;
-    EXPECT_EQ(infos_[kUrls]->entries, c.enabled ? c.urls - c.urlsCut : 0) << c.what;
-    EXPECT_EQ(infos_[kUrls]->reclaimed, c.urlsCut) << c.what;
-    EXPECT_EQ(infos_[kPhrases]->reclaimed, c.phrasesCut) << c.what;
+    EXPECT_EQ(list_length(lists[0]), c.urls - c.urlsCut) << c.what;
+    EXPECT_EQ(infos[0]->entries, c.enabled ? c.urls - c.urlsCut : 0) << c.what;
+    EXPECT_EQ(infos[0]->reclaimed, c.urlsCut) << c.what;
+    EXPECT_EQ(infos[2]->reclaimed, c.phrasesCut) << c.what;
     EXPECT_EQ(gSM_TotalBytesFreed, cut * kNode) << c.what;
     EXPECT_EQ(gSM_TotalBytesAllocated, c.enabled * nodes * kNode) << c.what;
     EXPECT_EQ(gSM_CurrentBytesAllocated, c.enabled * (nodes - cut) * kNode) << c.what;
     EXPECT_EQ(gSM_MaximumBytesAllocated, c.peakNodes * kNode) << c.what;
+    for (ItemList* list : lists) destroy(list);
+    destroyListInfo();
   }
+  smart_memory_reset_for_testing();
+  ResetGlobalsForTesting();
 }
 
 }  // namespace

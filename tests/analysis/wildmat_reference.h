@@ -1,9 +1,7 @@
 // A slow, obviously right wildcard matcher and the consistency check that
-// the unit tests and the fuzz target run on the real one.
-//
-// The reference is the backtracking algorithm written out plainly: no memo
-// table, no limits, so it is only fed short inputs.  The real matcher must
-// give the same answer on every input the reference can afford.
+// the unit tests and the fuzz target run on the real one.  The reference is
+// the backtracking algorithm written out plainly: no memo table, no limits,
+// so it is only fed short inputs, on which the real one must agree.
 #pragma once
 
 #include <cstring>
@@ -19,12 +17,7 @@ struct Matcher {
   // Moves past the rest of a group from just after one of its characters,
   // counting nesting from depth 1; stops after the closing ")" or at the end.
   static const char* PastGroup(const char* p) {
-    int depth = 1;
-    while (*p && depth > 0) {
-      if (*p == '(') depth++;
-      if (*p == ')') depth--;
-      p++;
-    }
+    for (int depth = 1; *p && depth > 0; p++) depth += (*p == '(') - (*p == ')');
     return p;
   }
 
@@ -58,17 +51,9 @@ struct Matcher {
         lbrace++;
         while (true) {
           if (Do(t, p + 1) == 1) return 1;
+          // The next "|" or the closing ")" of this group.
           const char* end = p + 1;
-          if (*end != '|' && *end != ')') {
-            int depth = 1;
-            while (*end) {
-              if (*end == '(') depth++;
-              if (*end == ')') depth--;
-              if (depth == 0) break;
-              if (*end == '|' && depth == 1) break;
-              end++;
-            }
-          }
+          for (int depth = 1; *end && !((*end == '|' || *end == ')') && depth == 1); end++) depth += (*end == '(') - (*end == ')');
           if (*end == ')') { lbrace--; return 0; }
           if (*end == 0) return -1;
           p = end;

@@ -78,6 +78,17 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
        html, "Error #5:"},
       {"user=ann;url=http://h;logs=/x\n", {'P', {}, "", "username=bob"}, html,
        "Error #2: Invalid user account name and/or password</h2>"},
+      // Error pages with the values they insert.
+      {"UserPasswords=/nowhere/pw\nuser=ann;password=;url=http://h;logs=/x\n", {'S', {"username=ann", "password=x"}},
+       "<html>\n<head>\n<title>Loglantern: Error #10", "(/nowhere/pw) could not be opened.  This file is required for validation of "
+       "user \"ann\".<p>\n\n<b>Solution: </b>", "</body>\n</html>\n"},
+      {"user=ann;password=*;url=http://h;logs=/nowhere/*.log\n", {'S', {"username=ann", "date=01012000,01022000"}},
+       "<html>\n<head>\n<title>Web Site Analysis</title>", "Error #11: No log files found</h2>\n\n<b>Description: </b>The \"logs\" parameter "
+       "(/nowhere/*.log)\ndid not match any existing files. This can occur if this parameter is", "</body>\n</html>\n"},
+      {"user=ann;password=*;url=http://h;logs=/nowhere/*.log;accesslog=/nowhere/access.log\n",
+       {'S', {"username=ann", "date=01012000,01022000"}}, "<html>\n<head>\n<title>Web Site Analysis</title>",
+       "(/nowhere/*.log)\nand the \"accesslog\" parameter (/nowhere/access.log)\ndid not match any existing files. This can occur if these "
+       "parameters are\nincorrectly specified", "</body>\n</html>\n"},
       // Form-only words cannot choose the logs an account may read.
       {"user=ann;password=*;url=http://h\n", {'S', {"username=ann", "logs=/etc/*"}}, "<html>\n<head>\n<title>Loglantern: Error #5", ""},
       {"user=ann\n", {'G', {}, "remotedebug"}, html + "Loglantern 1.4.3: Remote Debugging", "debugging not enabled"},

@@ -28,15 +28,11 @@ namespace web_fuzz_inputs {
 
 // The input cut at "\n--\n" into at most n parts (missing parts are empty).
 inline std::vector<std::string> Parts(const unsigned char* data, size_t size, size_t n) {
-  std::string text(reinterpret_cast<const char*>(data), size);
+  const std::string text(reinterpret_cast<const char*>(data), size);
   std::vector<std::string> parts;
   size_t start = 0;
-  while (parts.size() + 1 < n) {
-    const size_t end = text.find("\n--\n", start);
-    if (end == std::string::npos) break;
+  for (size_t end; parts.size() + 1 < n && (end = text.find("\n--\n", start)) != std::string::npos; start = end + 4)
     parts.push_back(text.substr(start, end - start));
-    start = end + 4;
-  }
   parts.push_back(text.substr(std::min(start, text.size())));
   parts.resize(n);
   return parts;

@@ -1,5 +1,5 @@
-// The page frame where the golden pages show one case of several: number
-// texts, the remote-debugging warning, the six date orders, optional rows.
+// The page frame where the golden pages show one case of several: the
+// remote-debugging warning, the six date orders, optional rows.
 #include <cstring>
 #include <string>
 #include <tuple>
@@ -13,21 +13,6 @@ std::string Captured(Print print) {
   testing_support::CaptureStdout out;
   print();
   return out.Finish();
-}
-
-TEST(NumberTexts, CommasEveryThreeDigitsAndSizeSuffixes) {
-  const std::tuple<uint32_t, uint32_t, uint32_t, const char*> commas[] = {
-      {0, 0, 0, "0"}, {123, 0, 0, "123"}, {1000, 0, 0, "1,000"}, {4294967295u, 0, 0, "4,294,967,295"}, {0, 1, 5, "1,000,000,005"},
-      {0, 0, 999999999, "999,999,999"}, {42, 1, 5, "42"}, {0, 4294967295u, 999999999, "4,294,967,295,999,999,999"}};  // fills 26 bytes
-  for (const auto& [plain, high, low, text] : commas) {
-    char buf[26];
-    memset(buf, 'x', sizeof buf);
-    FormatWithCommas(buf, plain, high, low);
-    EXPECT_STREQ(buf, text);
-  }
-  const std::tuple<uint32_t, uint32_t, const char*> suffixes[] = {
-      {0, 524287, ""}, {0, 524288, " (0.5 MB)"}, {0, 1073741823, " (1024.0 MB)"}, {1, 73741824, " (1.0 GB)"}, {5, 0, " (4.7 GB)"}};
-  for (const auto& [high, low, text] : suffixes) EXPECT_EQ(Captured([&] { PrintMbGbSuffix(high, low); }), text) << low;
 }
 
 class FrameTest : public SettingsTest {
