@@ -23,14 +23,14 @@ std::string L(const std::string& host, const std::string& second, const std::str
          "\" \"" + agent + "\"\n";
 }
 
-std::map<std::string, std::string> gNames = {
-    {"10.0.0.1", "ws1.dept.example.com"}, {"10.0.0.5", "ws1.blocked.example"}, {"10.0.0.6", "ws2.fine.example"}};
 int gQuestions = 0;
 
 char* ScriptedLookup(uint32_t address, void*) {
+  static const std::map<std::string, std::string> names = {
+      {"10.0.0.1", "ws1.dept.example.com"}, {"10.0.0.5", "ws1.blocked.example"}, {"10.0.0.6", "ws2.fine.example"}};
   ++gQuestions;
-  auto it = gNames.find(inet_ntoa(in_addr{address}));
-  return it == gNames.end() ? nullptr : strdup(it->second.c_str());
+  auto it = names.find(inet_ntoa(in_addr{address}));
+  return it == names.end() ? nullptr : strdup(it->second.c_str());
 }
 
 class PassTest : public SettingsTest {};
@@ -109,13 +109,10 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
     AnalysisResetForTesting();
     SetReverseResolver(&resolver);
     ReportDefaults();
-    settings.subdirs = 1;
-    settings.dateStart.set("01012024");
-    settings.dateEnd.set("01022024");
+    settings.subdirs = 1, settings.dateStart.set("01012024"), settings.dateEnd.set("01022024");
     settings.logs.set(dir.file("*.log").c_str());
     testing_support::WriteFile(dir.file("access.log"), c.log);
-    c.set(settings);
-    gQuestions = 0;
+    c.set(settings), gQuestions = 0;
     testing_support::CaptureStdout out;
     do_bigass_analysis(&settings, &env);
     const std::string page = out.Finish(), what = c.log.substr(0, 60);
@@ -123,8 +120,7 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
     EXPECT_EQ(gQuestions, c.questions) << what;
     for (const std::string& text : c.shown)
       EXPECT_EQ(page.find(text[0] == '!' ? text.substr(1) : text) != std::string::npos, text[0] != '!') << what << "\n" << text;
-    FreeDomainsNow();
-    FreeFileTypesNow();
+    FreeDomainsNow(), FreeFileTypesNow();
   }
   SetReverseResolver(nullptr);
 }

@@ -50,18 +50,10 @@ TEST(RequestFilters, DomainFragmentsAndWholeFileTypesCompareIgnoringCaseWithoutB
   FreeFileTypesNow();
 }
 
-TEST(AddressTests, IsIpAddrWantsFourNumbersUpTo255AndIPaddressALastLabelWithoutLetters) {
-  for (const char* yes : {"1.2.3.4", "  1.2.3.4", "1.2.3.4 rest", "255.255.255.255", "001.2.3.4"})
-    EXPECT_EQ(IsIpAddr(yes), 1) << yes;
-  for (const char* no : {"", "1.2.3", "1.2.3.4.5", "1.2.3.256", "1.2.3.4x", "1..2.3", "1.2.3.", " 1.2.3.4\t",
-                         "99999999999999999999.1.1.1", (const char*)nullptr})
-    EXPECT_EQ(IsIpAddr(no), 0) << (no ? no : "null");
-  for (const char* yes : {"10.1.2.3", "host.example.", "a1.b.42"}) EXPECT_EQ(IPaddress(yes), 1) << yes;
-  for (const char* no : {"a.b.c", "localhost", "", (const char*)nullptr}) EXPECT_EQ(IPaddress(no), 0) << (no ? no : "null");
-}
-
-// What the pass counts for a host or URL: 'D'omain cut to n labels, domain
-// 'L'ist item, domain 'T'ype, file 'E'xtension, 'C'GI path.
+// What the pass makes of a host or URL: whether it 'I's an address (four
+// numbers up to 255) or 'P' ends in a label without letters, a domain cut to
+// n labels ('D'), a domain list item ('L'), a domain type ('T'), a file
+// extension ('E'), a CGI path ('C').
 TEST(ItemNormalise, HostsAndUrlsAreCutToTheirItems) {
   const struct {
     char what;
@@ -69,18 +61,22 @@ TEST(ItemNormalise, HostsAndUrlsAreCutToTheirItems) {
     int n;
     const char* out;
   } cases[] = {
+      {'I', "  1.2.3.4 rest", 0, "1"}, {'I', "255.255.255.255", 0, "1"}, {'I', "001.2.3.4", 0, "1"}, {'I', "1.2.3", 0, "0"},
+      {'I', "1.2.3.4.5", 0, "0"}, {'I', "1.2.3.256", 0, "0"}, {'I', "1.2.3.4x", 0, "0"}, {'I', "1..2.3", 0, "0"},
+      {'I', "1.2.3.", 0, "0"}, {'I', " 1.2.3.4\t", 0, "0"}, {'I', "99999999999999999999.1.1.1", 0, "0"}, {'I', "", 0, "0"},
+      {'P', "10.1.2.3", 0, "1"}, {'P', "host.example.", 0, "1"}, {'P', "a1.b.42", 0, "1"}, {'P', "a.b.c", 0, "0"}, {'P', "", 0, "0"},
       {'D', "a.b.c", 1, "c"}, {'D', "abc", 1, "abc"}, {'D', "a.b.c", 2, "b.c"}, {'D', "b.c", 2, "b.c"},
       {'D', "abc.", 1, ""}, {'D', "a.b.c", 0, "a.b.c"}, {'D', "(null)", 0, ""}, {'D', ".c", 1, "c"},
       {'L', "a.b.c.d", 0, "b.c.d"}, {'L', "b.c", 0, "b.c"}, {'L', "10.1.2.3", 0, "10.1.2"}, {'L', "10.1", 0, "10.1"},
       {'T', "b.c.d", 0, "d"}, {'T', "10.1.2", 0, "UNKNOWN"}, {'T', "localhost", 0, "localhost"}, {'T', "abc.", 0, ""},
       {'E', "/img/logo.GIF?x=1", 0, ".GIF"}, {'E', "/docs/", 0, ""}, {'E', "/a.b/c", 0, ""}, {'E', "/a.tar.gz", 0, ".gz"},
-      {'E', "x.", 0, "."}, {'E', "/p?x=a.b", 0, ""},
-      {'C', "/cgi/x.pl?q=1", 0, "/cgi/x.pl"}, {'C', "/a\"b?c", 0, "/a"}, {'C', "/plain", 0, "/plain"},
+      {'E', "x.", 0, "."}, {'E', "/p?x=a.b", 0, ""}, {'C', "/cgi/x.pl?q=1", 0, "/cgi/x.pl"}, {'C', "/a\"b?c", 0, "/a"},
   };
   for (const auto& c : cases) {
     char item[64];
     strcpy(item, c.in);
     const char* out = item;
+    if (c.what == 'I' || c.what == 'P') out = (c.what == 'I' ? IsIpAddr(item) : IPaddress(item)) ? "1" : "0";
     if (c.what == 'D') TruncateDomain(item, c.n);
     if (c.what == 'L') out = IPaddress(item) ? (TruncateIP(item), item) : TruncateLSD(item);
     if (c.what == 'T') TruncateDomain(item, 1), checkIP(item);
@@ -88,6 +84,7 @@ TEST(ItemNormalise, HostsAndUrlsAreCutToTheirItems) {
     if (c.what == 'C') TruncateCGI(item);
     EXPECT_STREQ(out, c.out) << c.what << " " << c.in;
   }
+  EXPECT_EQ(IsIpAddr(nullptr) + IPaddress(nullptr), 0);
   TruncateDomain(nullptr, 1);
 }
 

@@ -72,17 +72,12 @@ TEST_F(ItemTable, SortAgreesWithStandardSortWithAndWithoutSortMemory) {
 
 TEST_F(ItemTable, MoveItemRelinksByText) {
   for (const char* text : {"a", "b", "c", "d"}) Add(text);
-  ListItem* head = SortList(list_);  // d c b a
-  const struct {
-    const char* text;
-    const char* after;  // "" for the head
-    std::string order;
-  } moves[] = {{"d", "b", "dcba"}, {"a", "", "adcb"}, {"c", "a", "acdb"}, {"d", "b", "acbd"}};  // the head's own text: unchanged
-  for (const auto& m : moves) {
-    head = MoveItem(head, m.text, m.after);
-    std::string order;
-    for (const auto& row : Chain(head)) order += row.first;
-    EXPECT_EQ(order, m.order) << m.text << " after " << m.after;
+  ListItem* head = SortList(list_);  // d c b a; moving the head's own text changes nothing
+  for (const auto& [text, after, order] : {std::tuple{"d", "b", "dcba"}, {"a", "", "adcb"}, {"c", "a", "acdb"}, {"d", "b", "acbd"}}) {
+    head = MoveItem(head, text, after);  // after "": to the head
+    std::string got;
+    for (const auto& row : Chain(head)) got += row.first;
+    EXPECT_EQ(got, order) << text << " after " << after;
   }
 }
 

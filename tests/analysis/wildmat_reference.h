@@ -96,8 +96,7 @@ struct Matcher {
 };
 
 inline std::string Lower(std::string s) {
-  for (char& c : s)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  for (char& c : s) c = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
   return s;
 }
 
@@ -107,27 +106,17 @@ constexpr size_t kReferenceLimit = 16;
 // Runs the real matcher on one input, "pattern\ntext" (a NUL ends either
 // part early), and returns what was wrong, or "" when every answer agrees.
 inline std::string CheckWildmatInput(const char* data, size_t size) {
-  std::string in(data, size);
-  size_t cut = in.find('\n');
-  std::string pattern = in.substr(0, cut);
-  std::string text = cut == std::string::npos ? "" : in.substr(cut + 1);
-  pattern = pattern.c_str();
-  text = text.c_str();
-
-  int r = DoMatch(text.c_str(), pattern.c_str());
+  const std::string in(data, size);
+  const size_t cut = in.find('\n');
+  const std::string pattern = in.substr(0, cut).c_str(), text = cut == std::string::npos ? "" : in.substr(cut + 1).c_str();
+  const int r = DoMatch(text.c_str(), pattern.c_str());
   if (r < -1 || r > 1) return "DoMatch gave " + std::to_string(r);
-  int expected = pattern == "*" ? 0 : (r == 1 ? 0 : 1);
-  if (super_wildmat(pattern.c_str(), text.c_str()) != expected)
-    return "super_wildmat disagrees with DoMatch";
-  int folded = super_wildmat(Lower(pattern).c_str(), Lower(text).c_str());
-  if (super_wildmati(pattern.c_str(), text.c_str()) != folded)
+  if (super_wildmat(pattern.c_str(), text.c_str()) != (pattern == "*" || r == 1 ? 0 : 1)) return "super_wildmat disagrees with DoMatch";
+  if (super_wildmati(pattern.c_str(), text.c_str()) != super_wildmat(Lower(pattern).c_str(), Lower(text).c_str()))
     return "super_wildmati disagrees with super_wildmat on folded copies";
-  if (pattern.size() <= kReferenceLimit && text.size() <= kReferenceLimit) {
-    const int want = Matcher().Do(text.c_str(), pattern.c_str());
-    if (want != r)
-      return "DoMatch gave " + std::to_string(r) + ", the reference " + std::to_string(want);
-  }
-  return "";
+  if (pattern.size() > kReferenceLimit || text.size() > kReferenceLimit) return "";
+  const int want = Matcher().Do(text.c_str(), pattern.c_str());
+  return want == r ? "" : "DoMatch gave " + std::to_string(r) + ", the reference " + std::to_string(want);
 }
 
 }  // namespace wildmat_reference

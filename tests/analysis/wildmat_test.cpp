@@ -30,16 +30,15 @@ TEST(Wildmat, AgreesWithTheReferenceOnRandomInputs) {
 
 // What random short inputs do not reach: bytes above 127 (classes compare
 // signed bytes), and inputs that only the safety limits or a match without
-// the memo table finish quickly (the test's time limit guards them).
+// the memo table finish in time.
 TEST(Wildmat, HighBytesAndHostilePatterns) {
-  std::string alternatives, as;
-  for (int i = 0; i < 48; ++i) alternatives += "(a|a)", as += 'a';
   const std::string huge(1 << 20, 'a');
+  std::string alternatives;  // 2^48 ways without the memo table
+  for (int i = 0; i < 48; ++i) alternatives += "(a|a)";
   const std::tuple<std::string, std::string, int> cases[] = {  // pattern, text, super_wildmat's answer (0: a match)
-      {"[\xa0-\xbf]", "\xb0", 0}, {"[\x01-\xff]", "a", 1}, {"[a-z]", "\xe9", 1}, {alternatives + "b", as, 1},
-      {alternatives, as, 0}, {std::string(100000, '(') + "a", "a", 1}, {"*a*a*a*a*a*b", huge, 1}, {"*a*a*a*a*a", huge, 0},
-      {std::string(600, '?') + "*a*b", std::string(1200, 'a') + "ab", 0},
-  };
+      {"[\xa0-\xbf]", "\xb0", 0}, {"[\x01-\xff]", "a", 1}, {"[a-z]", "\xe9", 1}, {std::string(100000, '(') + "a", "a", 1},
+      {alternatives + "b", std::string(48, 'a'), 1}, {alternatives, std::string(48, 'a'), 0},
+      {"*a*a*a*a*a*b", huge, 1}, {"*a*a*a*a*a", huge, 0}, {std::string(600, '?') + "*a*b", std::string(1200, 'a') + "ab", 0}};
   for (const auto& [pattern, text, answer] : cases) EXPECT_EQ(super_wildmat(pattern.c_str(), text.c_str()), answer) << pattern.substr(0, 40);
   EXPECT_EQ(super_wildmati("a*", std::string(5000, 'A').c_str()), 0);  // grows the folding buffers
 }

@@ -73,17 +73,15 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
       {"user=ann;url=http://h\n", {'P', {}, "", "username=ann&logs=x", {{"CONTENT_LENGTH", "12"}}}, html, "Error #5:"},
       {"user=;url=http://h\n", {'P', {}, "", "username=ann", {{"CONTENT_LENGTH", "-40"}}}, html, "Error #5:"},
       {"user=;url=http://h\n", {'P', {}, "", "username=ann", {{"CONTENT_LENGTH", "99999999"}}}, html, "Error #5:"},  // too long: no body,
-      {"user=;url=http://h\n",
-       {'P', {}, "", "title=" + std::string(100000, 'x') + "&" + std::string(3000, 'n') + "=" + std::string(3000, 'v')},
-       html, "Error #5:"},
       {"user=ann;url=http://h;logs=/x\n", {'P', {}, "", "username=bob"}, html,
        "Error #2: Invalid user account name and/or password</h2>"},
       // Error pages with the values they insert.
       {"UserPasswords=/nowhere/pw\nuser=ann;password=;url=http://h;logs=/x\n", {'S', {"username=ann", "password=x"}},
        "<html>\n<head>\n<title>Loglantern: Error #10", "(/nowhere/pw) could not be opened.  This file is required for validation of "
        "user \"ann\".<p>\n\n<b>Solution: </b>", "</body>\n</html>\n"},
-      {"user=ann;password=*;url=http://h;logs=/nowhere/*.log\n", {'S', {"username=ann", "date=01012000,01022000"}},
-       "<html>\n<head>\n<title>Web Site Analysis</title>", "Error #11: No log files found</h2>\n\n<b>Description: </b>The \"logs\" parameter "
+      {"RemoteDebugEnabled=1\nuser=ann;password=*;url=http://h;logs=/nowhere/*.log\n", {'S', {"username=ann", "date=01012000,01022000"}},
+       "<html>\n<head>\n<title>Web Site Analysis</title>\n</head>\n\n\n\n\n<body bgcolor=\"#FFFFFF\" text=\"#000000\">\n"
+       "<b><blink>Warning!  Remote debugging is enabled!", "Error #11: No log files found</h2>\n\n<b>Description: </b>The \"logs\" parameter "
        "(/nowhere/*.log)\ndid not match any existing files. This can occur if this parameter is", "</body>\n</html>\n"},
       {"user=ann;password=*;url=http://h;logs=/nowhere/*.log;accesslog=/nowhere/access.log\n",
        {'S', {"username=ann", "date=01012000,01022000"}}, "<html>\n<head>\n<title>Web Site Analysis</title>",

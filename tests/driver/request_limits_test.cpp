@@ -1,7 +1,5 @@
-// What a hostile request or a hostile file in the site's folders can make
-// the whole program do: choose the files it reads, hang it, flood its
-// memory, forge error-log lines.  Runs that used to hang end under the
-// test's CTest TIMEOUT.
+// What a hostile request or file in the site's folders can make the whole program do: choose the
+// files it reads, hang it (such runs end under the test's TIMEOUT), flood its memory, forge log lines.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -25,7 +23,7 @@ bool Contains(const std::string& text, const std::string& part) { return text.fi
 class RequestLimits : public ::testing::Test {
  protected:
   void SetUp() override { Logs(); }
-  void Logs() {
+  void Logs() {  // logs/ with one log
     fs::remove_all(dir.file("logs"));
     fs::create_directory(dir.file("logs"));
     WriteFile(dir.file("logs/access.log"), "1.2.3.4 - - [01/Jan/2000:10:00:00 +0000] \"GET /a.html HTTP/1.0\" 200 10\n");
@@ -79,9 +77,7 @@ TEST_F(RequestLimits, OnlyRegularFilesAreOpened) {
   ASSERT_EQ(mkfifo(dir.file("fifo").c_str(), 0600), 0);
   const std::string couldNot = "ERROR: couldn't open log file " + dir.file("logs/");
   const struct {
-    std::string globals, items, word;  // configuration lines, account items, extra shell word
-    std::string planted;               // a special file planted in logs/
-    std::string expected;
+    std::string globals, items, word, planted, expected;  // configuration lines, account items, shell word, file in logs/
   } cases[] = {
       // A configuration that cannot be opened falls back to loglantern.conf.
       {"", "", "config=/dev/zero", "", "HTTP Requests:"},
@@ -109,8 +105,7 @@ TEST_F(RequestLimits, OnlyRegularFilesAreOpened) {
     EXPECT_EQ(r.exitStatus, 0);
     EXPECT_TRUE(Contains(r.out, c.expected)) << c.globals << c.items << c.planted << "\n" << r.out.substr(0, 3000);
   }
-  // The remote-debugging display of a configuration that is a device.
-  Config("RemoteDebugEnabled=1\n");
+  Config("RemoteDebugEnabled=1\n");  // the remote-debugging display of a configuration that is a device
   EXPECT_TRUE(Contains(Post("config=zero", {{"QUERY_STRING", "remotedebug"}}).out,
                        "Configuration filename=zero<p>\nError! Could not open the configuration file!"));
 }
@@ -128,9 +123,8 @@ TEST_F(RequestLimits, LongBodiesAreRefusedOrCheap) {
   EXPECT_TRUE(Contains(Post(flood + "&username=bo").out, "Error #2:"));
   getrusage(RUSAGE_CHILDREN, &flooded);
   EXPECT_LT(flooded.ru_maxrss - small.ru_maxrss, 8 * 1024) << "kB more at the peak";
-  std::string padded = "username=ann&pad=";
-  padded.resize(65536, 'x');
-  EXPECT_TRUE(Contains(Post(padded).out, "Error #4:"));  // read: the account has no url
+  const std::string padded = "username=ann&pad=" + std::string(65536 - 17, 'x');
+  EXPECT_TRUE(Contains(Post(padded).out, "Error #4:"));        // read: the account has no url
   EXPECT_TRUE(Contains(Post(padded + 'x').out, "Error #2:"));  // refused: no account named
 }
 

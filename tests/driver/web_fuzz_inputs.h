@@ -67,11 +67,8 @@ inline void PrepareRequest(const unsigned char* data, size_t size) {
   setenv("REMOTE_ADDR", p[1].c_str(), 1);
   setenv("CONTENT_LENGTH", std::to_string(p[2].size()).c_str(), 1);
   if (!freopen("body", "rb", stdin)) abort();
-  ResetGlobalsForTesting();
-  ResetExtraTextRanksForTesting();
-  ResetConfigReaderForTesting();
-  SuperLog_ResetForTesting();
-  AnalysisResetForTesting();
+  ResetGlobalsForTesting(), ResetExtraTextRanksForTesting(), ResetConfigReaderForTesting();
+  SuperLog_ResetForTesting(), AnalysisResetForTesting();
 }
 
 inline std::string CheckPage(const std::string& page) {
@@ -85,10 +82,8 @@ inline std::string RunPasswords(const unsigned char* data, size_t size) {
   StatsFields settings;
   CgiEnv env;
   initialize(&settings, &env);
-  settings.username.set(p[0].c_str());
-  settings.password.set("secret");
-  settings.internalIp.set(p[1].c_str());
-  settings.userPasswords.set("passwords");
+  settings.username.set(p[0].c_str()), settings.password.set("secret");
+  settings.internalIp.set(p[1].c_str()), settings.userPasswords.set("passwords");
   Write("passwords", p[3]);
   const int local = LocalIP(&settings, NoLookup(p[2]).c_str(), p[2].c_str());
   const int verified = VerifyPassword(&settings, &env);

@@ -1,5 +1,5 @@
-// The page frame where the golden pages show one case of several: the
-// remote-debugging warning, the six date orders, optional rows.
+// The page header where the golden pages show one case of several: the six
+// date orders and the optional rows.
 #include <cstring>
 #include <string>
 #include <tuple>
@@ -8,27 +8,14 @@
 
 namespace {
 
-template <typename Print>
-std::string Captured(Print print) {
-  testing_support::CaptureStdout out;
-  print();
-  return out.Finish();
-}
-
 class FrameTest : public SettingsTest {
  protected:
-  std::string Header() { return Captured([&] { DisplayHeader(&settings, 0, 0, 0); }); }
-};
-
-TEST_F(FrameTest, HeadWarnsAboutRemoteDebuggingExceptOnItsOwnPageAndFooterDropsHours) {
-  const std::string warning = "<body bgcolor=\"#FFFFFF\" text=\"#000000\">\n<b><blink>Warning!  Remote debugging is enabled!";
-  for (int debug : {0, 1, 2}) {
-    settings.remoteDebugEnabled = debug > 0;
-    if (debug == 2) settings.runMode = kRunRemoteDebug;
-    EXPECT_EQ(Captured([&] { PrintHead(&settings, &env); }).find(warning) != std::string::npos, debug == 1) << debug;
+  std::string Header() {
+    testing_support::CaptureStdout out;
+    DisplayHeader(&settings, 0, 0, 0);
+    return out.Finish();
   }
-  EXPECT_NE(Captured([&] { PrintFooter(&settings, 3725); }).find("generate report = 02:05 (minutes:seconds)"), std::string::npos);
-}
+};
 
 // The range in each date order (a short day ends where its text ends; "1900"
 // is what no date fields give), the date of the report, and the rows that
@@ -53,10 +40,8 @@ TEST_F(FrameTest, RangeFollowsTheDateOrderAndOptionalRowsAppearWhenSet) {
                                              : ">January 01, 1999 at 03:00 PM</td>\n"), std::string::npos) << order;
     EXPECT_EQ(page.find("Authenticated"), std::string::npos);
   }
-  settings.authRealm.set("staff");
-  settings.authUser.set("ann");
-  settings.filterDomains.set("example.com");
-  settings.filterFileTypes.set("gif,jpg");
+  settings.authRealm.set("staff"), settings.authUser.set("ann");
+  settings.filterDomains.set("example.com"), settings.filterFileTypes.set("gif,jpg");
   const std::string row = "<tr>\n<td width=\"50%\"><b>";
   EXPECT_NE(Header().find(row + "For Authenticated Realm:</b></td><td width=\"50%\">staff</td></tr>\n" +
                           row + "For Authenticated User:</b></td><td width=\"50%\">ann</td></tr>\n" +
