@@ -54,9 +54,7 @@ TEST(VictimOrder, FollowsCountThenTextThroughCountingAndRemoval) {
     ItemList* list = nullptr;
     Model model{c.ignoreCase, {}};
     // Shared long prefixes, and capitals that only an ignore-case list folds.
-    auto text = [](int i) {
-      return (i % 3 ? "/archive/section/" : "/Archive/") + std::to_string(i * 7919 % 1000) + (i % 5 ? "" : "/A");
-    };
+    auto text = [](int i) { return (i % 3 ? "/archive/section/" : "/Archive/") + std::to_string(i * 7919 % 1000) + (i % 5 ? "" : "/A"); };
     auto anyItem = [&] { return std::next(model.items.begin(), static_cast<long>(rng() % model.items.size())); };
     for (int step = 0; step < 4000; ++step) {
       const int roll = static_cast<int>(rng() % 100);
@@ -64,9 +62,8 @@ TEST(VictimOrder, FollowsCountThenTextThroughCountingAndRemoval) {
         const int r = static_cast<int>(rng() % c.distinct);
         const std::string t = text(static_cast<int>(r * (rng() % 100) / 100));
         add_item(&list, nullptr, t.c_str(), nullptr, nullptr, c.ignoreCase);
-        auto& item = model.items[model.Key(t)];
-        if (item.first.empty()) item.first = t;
-        item.second++;
+        auto& [spelling, count] = model.items[model.Key(t)];
+        spelling = spelling.empty() ? t : spelling, count++;
       } else if (roll < 99) {  // a reclamation: a few victims, sometimes with a protected node
         std::string skip;
         if (roll % 3 == 0 && !model.items.empty()) skip = anyItem()->second.first;
