@@ -14,8 +14,7 @@
 
 namespace {
 
-// One combined-format line at 01/Jan/2024 10:00:0<second> unless a stamp
-// is given; an empty referrer or agent is written as "-".
+// One combined-format line at 01/Jan/2024 10:00:0<second>, or at the whole stamp given as second.
 std::string L(const std::string& host, const std::string& second, const std::string& url, int status = 200,
               const std::string& referrer = "-", const std::string& agent = "-") {
   const std::string stamp = second.size() == 1 ? "01/Jan/2024:10:00:0" + second : second;

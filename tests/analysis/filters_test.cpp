@@ -3,8 +3,10 @@
 #include <cstring>
 #include <string>
 
+#include "analysis/dns_cache.h"
 #include "analysis/filters.h"
 #include "settings/stats_fields.h"
+#include "support/test_support.h"
 
 namespace {
 
@@ -53,8 +55,12 @@ TEST(RequestFilters, DomainFragmentsAndWholeFileTypesCompareIgnoringCaseWithoutB
 // What the pass makes of a host or URL: whether it 'I's an address (four
 // numbers up to 255) or 'P' ends in a label without letters, a domain cut to
 // n labels ('D'), a domain list item ('L'), a domain type ('T'), a file
-// extension ('E'), a CGI path ('C').
+// extension ('E'), a CGI path ('C'), the 'N'ame of a domain type from the
+// Networks file (cut at 99 characters).
 TEST(ItemNormalise, HostsAndUrlsAreCutToTheirItems) {
+  testing_support::TempDir dir;
+  testing_support::WriteFile(dir.file("networks"), "EDU Education\nFR " + std::string(150, 'n') + "\nCOM Commercial");
+  const std::string n99(99, 'n');
   const struct {
     char what;
     const char* in;
@@ -71,9 +77,10 @@ TEST(ItemNormalise, HostsAndUrlsAreCutToTheirItems) {
       {'T', "b.c.d", 0, "d"}, {'T', "10.1.2", 0, "UNKNOWN"}, {'T', "localhost", 0, "localhost"}, {'T', "abc.", 0, ""},
       {'E', "/img/logo.GIF?x=1", 0, ".GIF"}, {'E', "/docs/", 0, ""}, {'E', "/a.b/c", 0, ""}, {'E', "/a.tar.gz", 0, ".gz"},
       {'E', "x.", 0, "."}, {'E', "/p?x=a.b", 0, ""}, {'C', "/cgi/x.pl?q=1", 0, "/cgi/x.pl"}, {'C', "/a\"b?c", 0, "/a"},
+      {'N', "fr", 0, n99.c_str()}, {'N', "edu", 0, "Education"}, {'N', "com", 0, "COM"},  // a last line needs its line end
   };
   for (const auto& c : cases) {
-    char item[64];
+    char item[244];
     strcpy(item, c.in);
     const char* out = item;
     if (c.what == 'I' || c.what == 'P') out = (c.what == 'I' ? IsIpAddr(item) : IPaddress(item)) ? "1" : "0";
@@ -82,6 +89,7 @@ TEST(ItemNormalise, HostsAndUrlsAreCutToTheirItems) {
     if (c.what == 'T') TruncateDomain(item, 1), checkIP(item);
     if (c.what == 'E') TruncateFileType(item);
     if (c.what == 'C') TruncateCGI(item);
+    if (c.what == 'N') ResolveItem(item, dir.file("networks").c_str());
     EXPECT_STREQ(out, c.out) << c.what << " " << c.in;
   }
   EXPECT_EQ(IsIpAddr(nullptr) + IPaddress(nullptr), 0);

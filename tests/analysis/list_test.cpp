@@ -42,9 +42,8 @@ class ItemTable : public ::testing::Test {
   ListInfo* info_ = nullptr;
 };
 
-// Random lists of many sizes and tied counts, sorted with and without the
-// sort array (as when memory is refused), against the standard library:
-// count descending, then text descending in the list's comparison.
+// Random lists of many sizes and tied counts, sorted with and without the sort array (as when memory
+// is refused), against the standard library: count descending, then text descending.
 TEST_F(ItemTable, SortAgreesWithStandardSortWithAndWithoutSortMemory) {
   std::mt19937 random(7);
   for (int round = 0; round < 24; ++round) {

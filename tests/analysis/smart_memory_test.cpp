@@ -10,13 +10,10 @@
 
 namespace {
 
-// Three lists in catalogue order (Top URLs, Bad URLs, phrases), settings in
-// the units of the configuration (floor in entries, reclaim size and ceiling
-// in K).  Fills Top URLs and the phrases, then counts one more node after
-// `refusals` refused allocations: a new one into Bad URLs, or a secondary
-// item under the first URL, which must survive.  The reclamation that
-// follows (if any) picks the longest list, stops at the target or the
-// floor, and moves on.
+// Three lists in catalogue order (Top URLs, Bad URLs, phrases); settings in the units of the configuration (floor
+// in entries, reclaim size and ceiling in K).  Fills Top URLs and the phrases, then counts one more node after
+// `refusals` refused allocations: a new one into Bad URLs, or a secondary item under the first URL, which must
+// survive.  The reclamation that follows (if any) picks the longest list, stops at the target or the floor.
 TEST(SmartMemory, ReclamationStopsAtTargetFloorOrCeilingAndAccountsBytes) {
   constexpr int32_t kNode = 256;
   const struct {

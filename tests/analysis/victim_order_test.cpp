@@ -1,7 +1,6 @@
-// ListNextVictim against a direct computation of the reclamation order:
-// counting, taking victims (with and without a protected node) and removing
-// nodes out of turn are interleaved at random, and every victim must be the
-// lowest node by (count, text) of the list as it stands.
+// ListNextVictim against a direct computation of the reclamation order: counting, taking victims (with
+// and without a protected node) and removing nodes out of turn are interleaved at random, and every
+// victim must be the lowest node by (count, text) of the list as it stands.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -10,9 +10,8 @@
 
 namespace {
 
-// Short random inputs against the plain backtracking reference (which also
-// checks the case-folding variant); the longer ones reach the remembered
-// answers of the memo table again and again.
+// Short random inputs against the plain backtracking reference (which also checks the case-folding
+// variant); the longer ones reach the remembered answers of the memo table again and again.
 TEST(Wildmat, AgreesWithTheReferenceOnRandomInputs) {
   std::mt19937 rng(20240611);
   const char patternChars[] = "ab*?()|[]^-\\";

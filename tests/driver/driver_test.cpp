@@ -65,7 +65,6 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
        "test data<br>\n</ul><p>\n<a href=\"?about\">Version information</a>\n\n</body>\n</html>\n"},
       {"", {'G', {}, ""}, html + "Loglantern: Error #1", "No form data posted</h2>"},
       {"", {'G', {}, "report=1", "", {{"REQUEST_METHOD", "get"}}}, html + "Loglantern: Error #1", ""},
-      {"", {'G', {}, "remotedebug"}, html + "Loglantern: Error #9", ""},
       {"", {'P', {}, "", "username=ann"}, html, "Error #9: Could not open configuration file</h2>"},
       {"", {'P', {}, "", "username=x&config=my+site%21.conf"}, html,
        "The configuration file (my site!.conf) could not be opened"},
@@ -89,7 +88,6 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
       // The file is copied in blocks of 2047 bytes: this one ends with a block of one byte.
       {"RemoteDebugEnabled=1\n" + std::string(4072, '#') + "\nx", {'G', {}, "REMOTEDEBUG"}, html,
        "data follows immediately:<p>\n\nRemoteDebugEnabled=1\n" + std::string(4072, '#') + "\nx\nEnd of file.\n</body>\n</html>\n"},
-      {"RemoteDebugEnabled=1\nuser=ann\n", {'S', {"remotedebug"}}, "<html>\n<head>\n<title>Loglantern 1.4.3: Remote", ""},
   };
   for (const auto& c : cases) {
     TempDir dir;

@@ -1,7 +1,6 @@
-// Entry points of the fuzz targets for what a web client or a site's files
-// feed the program; each returns a described broken invariant, or "".  Files
-// live in the working folder and fuzzed file names lose their '/' bytes, so
-// that no input can read or write outside it.
+// Entry points of the fuzz targets for what a web client or a site's files feed the program; each
+// returns a described broken invariant, or "".  Files live in the working folder and fuzzed file
+// names lose their '/' bytes, so that no input can read or write outside it.
 #pragma once
 
 #include <unistd.h>

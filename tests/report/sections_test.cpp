@@ -31,9 +31,8 @@ TEST_F(SectionsTest, RowsLinkOnlyRealAbsoluteUrlsUnchanged) {
   destroy(list);
 }
 
-// Counts 2, 4, 1 on the last two days of the year and the first of the
-// next (7 hits): each row shows the day, the share, the colour of a weekday
-// or weekend, and a bar; a leap year's 366th day is shown only in a leap year.
+// Counts 2, 4, 1 on the last two days of the year and the first of the next (7 hits): each row shows the
+// day, the share, the colour of a weekday or weekend, and a bar; day 366 is shown only in a leap year.
 TEST_F(SectionsTest, DailyTotalsWrapAtTheYearsLastDayInTheDateOrder) {
   const struct {
     int year;  // the first day is 30 December of this year
@@ -73,6 +72,12 @@ TEST_F(SectionsTest, DailyTotalsWrapAtTheYearsLastDayInTheDateOrder) {
     destroy(results.browsers);
     for (ItemList* l : results.search) destroy(l);
   }
+}
+
+TEST(SizeSuffix, StartsAtHalfAMegabyte) {
+  CaptureStdout out;
+  PrintMbGbSuffix(0, 524287), PrintMbGbSuffix(0, 524288), PrintMbGbSuffix(1, 73741824), PrintMbGbSuffix(5, 0);
+  EXPECT_EQ(out.Finish(), " (0.5 MB) (1.0 GB) (4.7 GB)");
 }
 
 }  // namespace
