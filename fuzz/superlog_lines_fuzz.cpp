@@ -1,8 +1,72 @@
-// Fuzz target for log lines: the first byte chooses the reader's settings (date
-// order, GMT correction, a template given on the first line), the rest is a log
-// read through the line parser and the date classifier; a hit must keep its
-// texts inside their buffers and carry a URL, a time and a local time.
-#include "fuzz_target.h"
-#include "../tests/superlog/fuzz_inputs.h"
+// Fuzz target for log lines: the first byte chooses the reader's settings (bits
+// 0-2 the date order, bit 3 the GMT correction, bit 4 a template given by the
+// first line), the rest is a log read by the line parser and, line by line, the
+// date classifier.  Every byte must be counted as read, and each hit must keep
+// its texts inside the reader's buffers and a field's 243 characters, carry a
+// URL other than "-", a time whose local reading is its broken-down time, and
+// no empty or "-" optional text.
+#include <climits>
+#include <cstring>
 
-LOGLANTERN_FUZZ_TARGET(superlog_inputs::RunLogLines)
+#include "fuzz_target.h"
+#include "settings/stats_fields.h"
+#include "superlog/superlog.h"
+#include "superlog/superlog_state.h"
+
+static std::string CheckHit(const LogHit& hit) {
+  const auto line = reinterpret_cast<uintptr_t>(mState.mLineBuf), url = reinterpret_cast<uintptr_t>(mState.mpFullUrlBuf);
+  for (const char* text : {hit.host, hit.url, hit.referrer, hit.agent, hit.realm, hit.user}) {
+    const auto p = reinterpret_cast<uintptr_t>(text);
+    const size_t room = p >= line && p < line + kLineBufSize ? line + kLineBufSize - p
+                        : url && p >= url && p < url + kFullUrlBufSize ? url + kFullUrlBufSize - p : 0;
+    if (text && (room == 0 || strnlen(text, room) > 243)) return "a text outside the buffers or too long";
+  }
+  if (!hit.url || strcmp(hit.url, "-") == 0) return "a hit without URL";
+  if (mState.mGmtOffset == 0 && (hit.time == 0 || hit.time == -1)) return "a hit without time";
+  struct tm l;
+  if (ll::Localtime32(hit.time, &l) && (l.tm_sec != hit.tm.tm_sec || l.tm_min != hit.tm.tm_min || l.tm_hour != hit.tm.tm_hour ||
+                                        l.tm_yday != hit.tm.tm_yday || l.tm_year != hit.tm.tm_year)) {
+    return "a hit whose broken-down time is not its local time";
+  }
+  for (const char* text : {hit.referrer, hit.agent, hit.realm, hit.user}) {
+    if (text && (!*text || strcmp(text, "-") == 0)) return "an empty or \"-\" text not made null";
+  }
+  return "";
+}
+
+static std::string RunLogLines(const unsigned char* data, size_t size) {
+  static const char* const kOrders[] = {"", "DMY", "DYM", "MDY", "MYD", "YDM", "YMD", ""};
+  SuperLog_ResetForTesting();
+  const unsigned options = size ? data[0] : 0;
+  std::string text = size ? std::string(reinterpret_cast<const char*>(data) + 1, size - 1) : "";
+  SuperLog_SetDateFormat(kOrders[options & 7], kSourceForm);
+  SuperLog_SetFixGmt(options & 8 ? "1" : "0", kSourceForm);
+  if (options & 16) {
+    const size_t eol = std::min(text.find('\n'), text.size());
+    SuperLog_SetLogFormat(text.substr(0, eol).c_str(), kSourceForm);
+    text.erase(0, eol + 1);
+  }
+  StatsFields settings;
+  settings.logs.set("/nonexistent-loglantern-fuzz/none");
+  SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
+  std::string problem;
+  if (!text.empty()) {
+    mState.mhFile = fmemopen(text.data(), text.size(), "rb");
+    LogHit hit;
+    while (problem.empty() && SuperLog_ParseNextLine(&hit)) problem = CheckHit(hit);
+    SuperLong read;
+    SuperLog_GetTotalLogBytesRead(&read);
+    if (problem.empty() && SuperLongToDouble(read) != static_cast<double>(text.size())) problem = "bytes miscounted";
+    SuperLog_NextLogFile_Done();
+  }
+  for (size_t start = 0, i = 0; i <= text.size(); ++i) {
+    if (i < text.size() && text[i] != '\n' && text[i] != '\r') continue;
+    ll::CopyText(mState.mLineBuf, sizeof mState.mLineBuf, text.data() + start, i - start);
+    GuessDateTimeFromLine();
+    start = i + 1;
+  }
+  SuperLog_ResetForTesting();
+  return problem;
+}
+
+LOGLANTERN_FUZZ_TARGET(RunLogLines)

@@ -1,7 +1,77 @@
-// Fuzz target for summary files: the summary of a folder of three small logs,
-// read at start-up, rewritten when it differs from the folder, and read back;
-// no log may be listed twice and the rewrite must read back as written.
-#include "fuzz_target.h"
-#include "../tests/superlog/fuzz_inputs.h"
+// Fuzz target for summary files: the input is the summary of a folder of three
+// small logs, read at start-up, rewritten when it differs from the folder, and
+// read back.  No log may be listed twice, and the summary left on disk must
+// read back as the list, less what reads back as a copy (the size and dates of
+// an earlier entry under another name).
+#include <unistd.h>
 
-LOGLANTERN_FUZZ_TARGET(superlog_inputs::RunSummaryFile)
+#include <climits>
+#include <filesystem>
+#include <vector>
+
+#include "fuzz_target.h"
+#include "settings/stats_fields.h"
+#include "superlog/superlog.h"
+#include "superlog/superlog_state.h"
+
+// Each listed log as {name, " size start end"}.
+static std::vector<std::pair<std::string, std::string>> Listed() {
+  std::vector<std::pair<std::string, std::string>> out;
+  for (const LogSummaryItem* e = mState.mpLogsRoot; e; e = e->next) {
+    out.emplace_back(std::string(e->name, strnlen(e->name, sizeof e->name)),
+                     " " + std::to_string(e->size) + " " + std::to_string(e->start) + " " + std::to_string(e->end));
+  }
+  return out;
+}
+
+// The folder of logs, made once per process and removed at exit.
+static std::string gFolder;
+static void RemoveFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(gFolder, ignored);
+}
+static bool MakeFolder() {
+  char pattern[] = "/tmp/loglantern-summary-fuzz-XXXXXX";
+  if (!mkdtemp(pattern)) return false;
+  gFolder = pattern;
+  atexit(RemoveFolder);
+  for (int i = 0; i < 3; ++i) {
+    if (FILE* f = fopen((gFolder + "/" + static_cast<char>('a' + i) + ".log").c_str(), "wb")) {
+      for (int k = 0; k <= i; ++k) fprintf(f, "1.2.3.4 - - [0%d/Jan/1999:12:00:00 +0000] \"GET / HTTP/1.0\" 200 1\n", i + 1);
+      fclose(f);
+    }
+  }
+  return true;
+}
+
+static std::string RunSummaryFile(const unsigned char* data, size_t size) {
+  SuperLog_ResetForTesting();
+  static const bool made = MakeFolder();
+  if (!made) return "no temporary folder";
+  const std::string summary = gFolder + "/fuzz.LGS";
+  if (FILE* f = fopen(summary.c_str(), "wb")) fwrite(data, 1, size, f), fclose(f);
+  StatsFields settings;
+  settings.logs.set((gFolder + "/*.log").c_str());
+  settings.summary.set("fuzz");
+  SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
+  const auto listed = Listed();
+  decltype(Listed()) readBack;
+  std::string problem;
+  for (size_t i = 0; i < listed.size(); ++i) {
+    bool copy = false;
+    for (size_t k = 0; k < i; ++k) {
+      if (listed[k].first == listed[i].first) problem = listed[i].first + " is listed twice";
+      copy |= listed[k].second == listed[i].second;
+    }
+    if (!copy) readBack.push_back(listed[i]);
+  }
+  for (LogHit hit; SuperLog_NextLogFile();) while (SuperLog_ParseNextLine(&hit)) continue;
+  SuperLog_ResetForTesting();
+  ll::CopyText(mState.mSummaryFilename, summary.c_str());
+  ReadSummaryFile();
+  if (problem.empty() && Listed() != readBack) problem = "the summary does not read back";
+  SuperLog_ResetForTesting();
+  return problem;
+}
+
+LOGLANTERN_FUZZ_TARGET(RunSummaryFile)

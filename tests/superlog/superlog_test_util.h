@@ -1,5 +1,5 @@
-// Helpers of the log reader's tests: hits shown as one line of text, logs
-// read without discovery, zones set for one scope.
+// Helpers of the log reader's tests: hits shown as one line of text, logs read
+// without discovery, zones set for one scope.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,36 +22,25 @@ inline std::string Show(const LogHit& h) {
   strftime(when, sizeof when, "%Y-%m-%d %H:%M:%S", &h.tm);
   std::string s = std::string(h.host ? h.host : "()") + " " + h.url + " " + std::to_string(h.status) + " " +
                   std::to_string(h.bytes);
-  if (h.referrer) s += std::string(" ref=") + h.referrer;
-  if (h.agent) s += std::string(" agent=") + h.agent;
-  if (h.realm) s += std::string(" realm=") + h.realm;
-  if (h.user) s += std::string(" user=") + h.user;
+  for (const auto& [label, text] : {std::pair{" ref=", h.referrer}, {" agent=", h.agent}, {" realm=", h.realm}, {" user=", h.user}}) {
+    if (text) s += label + std::string(text);
+  }
   return s + " @" + when;
 }
 
-// Sets the reader up as a run does (start-up values, URL buffer) without
-// finding any file, and opens path as the next log would be opened.  The
-// debug flag stays as the test set it.
-inline void OpenWithoutDiscovery(const std::string& path) {
+// Every hit of a log text, read straight through the line parser after the
+// reader was set up as a run does it (the debug flag stays as the test set it).
+inline std::vector<std::string> ParseText(const std::string& text) {
+  testing_support::TempDir dir;
+  testing_support::WriteFile(dir.file("log"), text);
   StatsFields settings;
   settings.logs.set("/nonexistent-loglantern-dir/none");
   settings.debug = mState.mDebugEnabled;
   SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
   ResetFormatRecognition();
-  mState.mhFile = fopen(path.c_str(), "rb");
-}
-
-// Every hit of a log text, read straight through the line parser.
-inline std::vector<std::string> ParseText(const std::string& text, std::vector<ll::time32_t>* times = nullptr) {
-  testing_support::TempDir dir;
-  testing_support::WriteFile(dir.file("log"), text);
-  OpenWithoutDiscovery(dir.file("log"));
+  mState.mhFile = fopen(dir.file("log").c_str(), "rb");
   std::vector<std::string> hits;
-  LogHit hit;
-  while (SuperLog_ParseNextLine(&hit)) {
-    hits.push_back(Show(hit));
-    if (times) times->push_back(hit.time);
-  }
+  for (LogHit hit; SuperLog_ParseNextLine(&hit);) hits.push_back(Show(hit));
   SuperLog_NextLogFile_Done();
   return hits;
 }
@@ -65,19 +54,9 @@ inline ll::time32_t Local(int year, int month, int day, int hour = 0, int minute
 }
 
 // Sets TZ for one scope.
-class ScopedZone {
- public:
-  explicit ScopedZone(const char* zone) : saved_(getenv("TZ") ? getenv("TZ") : "") {
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-  ~ScopedZone() {
-    setenv("TZ", saved_.c_str(), 1);
-    tzset();
-  }
-
- private:
-  std::string saved_;
+struct ScopedZone {
+  explicit ScopedZone(const char* zone) { setenv("TZ", zone, 1), tzset(); }
+  ~ScopedZone() { setenv("TZ", "UTC", 1), tzset(); }
 };
 
 // Every test starts and ends with the reader in its process-start state.
