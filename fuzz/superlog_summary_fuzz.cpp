@@ -36,10 +36,9 @@ static bool MakeFolder() {
   gFolder = pattern;
   atexit(RemoveFolder);
   for (int i = 0; i < 3; ++i) {
-    if (FILE* f = fopen((gFolder + "/" + static_cast<char>('a' + i) + ".log").c_str(), "wb")) {
-      for (int k = 0; k <= i; ++k) fprintf(f, "1.2.3.4 - - [0%d/Jan/1999:12:00:00 +0000] \"GET / HTTP/1.0\" 200 1\n", i + 1);
-      fclose(f);
-    }
+    FILE* f = fopen((gFolder + "/" + static_cast<char>('a' + i) + ".log").c_str(), "wb");
+    for (int k = 0; f && k <= i; ++k) fprintf(f, "1.2.3.4 - - [0%d/Jan/1999:12:00:00 +0000] \"GET / HTTP/1.0\" 200 1\n", i + 1);
+    if (f) fclose(f);
   }
   return true;
 }

@@ -30,7 +30,6 @@ TEST_F(ConfigFileTest, AccountLinesGlobalLinesLineEndsAndCuts) {
     std::string user, text, result;
   } cases[] = {
       {"JOE", "USER=joe;url=x;logs=/l/*.log\n", "1||x|/l/*.log|0||/loglantern|"},
-      {"joe", "user=joe\n", "0||||0||/loglantern|"},
       {"jo", "user=joe;url=a\n", "0||||0||/loglantern|"},
       {"", "user=;url=anonymous\n", "1||anonymous||0||/loglantern|"},
       {"ann", "user=ann;logs=/home/%user%/%user%-*.log;title=%user%%user%\n", "1|annann||/home/ann/ann-*.log|0||/loglantern|"},
@@ -60,19 +59,6 @@ TEST_F(ConfigFileTest, AccountLinesGlobalLinesLineEndsAndCuts) {
       EXPECT_EQ(strlen(settings.extraHeader ? settings.extraHeader : settings.extraFooter), 1535u - 12u);
     }
   }
-}
-
-// Global lines set what they name, except where the request already chose.
-TEST_F(ConfigFileTest, GlobalKeysKeepTheRequestsChoices) {
-  Form("dnslookupenabled=1");
-  Form("smartmemorydisabled=1");
-  Parse("a", "; networks=/no\nnetworks=/etc/networks.txt\nInternalIp=10.\nDebug=2\nDNSLookupEnabled=0\n"
-             "SmartMemoryEnabled=1\nExtraFooter=global\nuser=a;extrafooter=account\n");
-  EXPECT_STREQ(settings.networksFile.c_str(), "/etc/networks.txt");
-  EXPECT_STREQ(settings.internalIp.c_str(), "10.");
-  EXPECT_EQ(settings.debug * 100 + settings.debugSources, 208);
-  EXPECT_EQ(settings.dnsLookupEnabled * 10 + settings.smartMemoryEnabled, 10);
-  EXPECT_STREQ(settings.extraFooter, "account");  // account items outrank global lines
 }
 
 }  // namespace

@@ -15,21 +15,10 @@
 
 namespace sltest {
 
-// "host url status bytes [ref=..] [agent=..] [realm=..] [user=..] @local time";
-// a null host shows as "()", absent optional texts not at all.
-inline std::string Show(const LogHit& h) {
-  char when[32];
-  strftime(when, sizeof when, "%Y-%m-%d %H:%M:%S", &h.tm);
-  std::string s = std::string(h.host ? h.host : "()") + " " + h.url + " " + std::to_string(h.status) + " " +
-                  std::to_string(h.bytes);
-  for (const auto& [label, text] : {std::pair{" ref=", h.referrer}, {" agent=", h.agent}, {" realm=", h.realm}, {" user=", h.user}}) {
-    if (text) s += label + std::string(text);
-  }
-  return s + " @" + when;
-}
-
 // Every hit of a log text, read straight through the line parser after the
-// reader was set up as a run does it (the debug flag stays as the test set it).
+// reader was set up as a run does it (the debug flag stays as the test set it),
+// as "host url status bytes [ref=..] [agent=..] [realm=..] [user=..] @local
+// time"; a null host shows as "()", absent optional texts not at all.
 inline std::vector<std::string> ParseText(const std::string& text) {
   testing_support::TempDir dir;
   testing_support::WriteFile(dir.file("log"), text);
@@ -40,7 +29,15 @@ inline std::vector<std::string> ParseText(const std::string& text) {
   ResetFormatRecognition();
   mState.mhFile = fopen(dir.file("log").c_str(), "rb");
   std::vector<std::string> hits;
-  for (LogHit hit; SuperLog_ParseNextLine(&hit);) hits.push_back(Show(hit));
+  for (LogHit h; SuperLog_ParseNextLine(&h);) {
+    std::string s = std::string(h.host ? h.host : "()") + " " + h.url + " " + std::to_string(h.status) + " " + std::to_string(h.bytes);
+    for (const auto& [label, text] : {std::pair{" ref=", h.referrer}, {" agent=", h.agent}, {" realm=", h.realm}, {" user=", h.user}}) {
+      if (text) s += label + std::string(text);
+    }
+    char when[32];
+    strftime(when, sizeof when, " @%Y-%m-%d %H:%M:%S", &h.tm);
+    hits.push_back(s + when);
+  }
   SuperLog_NextLogFile_Done();
   return hits;
 }
