@@ -15,8 +15,7 @@ for name in "$@"; do targets+=("fuzz/${name%_fuzz}_fuzz.cpp"); done
 for target in "${targets[@]}"; do
   name=$(basename "$target" .cpp)
   extra=()
-  # The whole-request target catches the program's exit() to go on fuzzing.
-  [ "$name" = cgi_request_fuzz ] && extra=(-Wl,--wrap=exit)
+  [ "$name" = cgi_request_fuzz ] && extra=(-Wl,--wrap=exit)  # it catches the program's exit()
   echo "building $out/$name"
   clang++ "${flags[@]}" "$target" "${sources[@]}" -lcrypt "${extra[@]}" -o "$out/$name"
 done

@@ -8,12 +8,12 @@
 static std::string RunConfigFile(const unsigned char* data, size_t size) {
   RequestRecords r;
   const std::string text(reinterpret_cast<const char*>(data), size);
-  const size_t newline = std::min(text.find('\n'), text.size());
-  r.settings.username.set(text.substr(0, newline).c_str());
+  const size_t eol = std::min(text.find('\n'), text.size());
+  r.settings.username.set(text.substr(0, eol).c_str());
   const std::string path = "/tmp/loglantern-config-input-" + std::to_string(getpid()) + ".conf";
   FILE* out = fopen(path.c_str(), "wb");
   if (!out) return "";
-  if (newline < text.size()) fwrite(text.data() + newline + 1, 1, text.size() - newline - 1, out);
+  if (eol < text.size()) fwrite(text.data() + eol + 1, 1, text.size() - eol - 1, out);
   fclose(out);
   r.settings.configFile.set(path.c_str());
   ParseConfigFile(&r.settings, &r.env);

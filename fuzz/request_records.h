@@ -26,16 +26,15 @@ struct RequestRecords {
     std::string problem;
 #define LL_FIELD(record, field) \
   if (problem.empty() && strnlen(record.field.s, sizeof record.field.s) >= sizeof record.field.s) problem = #field " overran";
-    LL_FIELD(settings, configFile) LL_FIELD(settings, imagePath) LL_FIELD(settings, find)
-    LL_FIELD(settings, accountFind) LL_FIELD(settings, formFind) LL_FIELD(settings, title)
-    LL_FIELD(settings, url) LL_FIELD(settings, filterDomains) LL_FIELD(settings, filterFileTypes)
-    LL_FIELD(settings, dateStart) LL_FIELD(settings, dateEnd) LL_FIELD(settings, startMonth)
-    LL_FIELD(settings, startDay) LL_FIELD(settings, endMonth) LL_FIELD(settings, endDay)
-    LL_FIELD(settings, logs) LL_FIELD(settings, accessLog) LL_FIELD(settings, summary)
-    LL_FIELD(settings, networksFile) LL_FIELD(settings, username) LL_FIELD(settings, password)
-    LL_FIELD(settings, errorLog) LL_FIELD(settings, accountPassword) LL_FIELD(settings, internalIp)
-    LL_FIELD(settings, userPasswords) LL_FIELD(settings, authRealm) LL_FIELD(settings, authUser)
-    LL_FIELD(settings, base) LL_FIELD(env, QUERY_STRING) LL_FIELD(env, SCRIPT_NAME) LL_FIELD(env, REMOTE_HOST)
+#define LL_SETTINGS(f) LL_FIELD(settings, f)
+    LL_SETTINGS(configFile) LL_SETTINGS(imagePath) LL_SETTINGS(find) LL_SETTINGS(accountFind) LL_SETTINGS(formFind)
+    LL_SETTINGS(title) LL_SETTINGS(url) LL_SETTINGS(filterDomains) LL_SETTINGS(filterFileTypes) LL_SETTINGS(dateStart)
+    LL_SETTINGS(dateEnd) LL_SETTINGS(startMonth) LL_SETTINGS(startDay) LL_SETTINGS(endMonth) LL_SETTINGS(endDay)
+    LL_SETTINGS(logs) LL_SETTINGS(accessLog) LL_SETTINGS(summary) LL_SETTINGS(networksFile) LL_SETTINGS(username)
+    LL_SETTINGS(password) LL_SETTINGS(errorLog) LL_SETTINGS(accountPassword) LL_SETTINGS(internalIp)
+    LL_SETTINGS(userPasswords) LL_SETTINGS(authRealm) LL_SETTINGS(authUser) LL_SETTINGS(base)
+    LL_FIELD(env, QUERY_STRING) LL_FIELD(env, SCRIPT_NAME) LL_FIELD(env, REMOTE_HOST)
+#undef LL_SETTINGS
 #undef LL_FIELD
     return problem;
   }

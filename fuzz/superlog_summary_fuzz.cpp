@@ -30,23 +30,20 @@ static void RemoveFolder() {
   std::error_code ignored;
   std::filesystem::remove_all(gFolder, ignored);
 }
-static bool MakeFolder() {
-  char pattern[] = "/tmp/loglantern-summary-fuzz-XXXXXX";
-  if (!mkdtemp(pattern)) return false;
-  gFolder = pattern;
-  atexit(RemoveFolder);
-  for (int i = 0; i < 3; ++i) {
-    FILE* f = fopen((gFolder + "/" + static_cast<char>('a' + i) + ".log").c_str(), "wb");
-    for (int k = 0; f && k <= i; ++k) fprintf(f, "1.2.3.4 - - [0%d/Jan/1999:12:00:00 +0000] \"GET / HTTP/1.0\" 200 1\n", i + 1);
-    if (f) fclose(f);
-  }
-  return true;
-}
 
 static std::string RunSummaryFile(const unsigned char* data, size_t size) {
+  if (gFolder.empty()) {
+    char pattern[] = "/tmp/loglantern-summary-fuzz-XXXXXX";
+    if (!mkdtemp(pattern)) return "no temporary folder";
+    gFolder = pattern;
+    atexit(RemoveFolder);
+    for (int i = 1; i <= 3; ++i) {
+      FILE* f = fopen((gFolder + "/" + std::to_string(i) + ".log").c_str(), "wb");
+      for (int k = 0; f && k < i; ++k) fprintf(f, "1.2.3.4 - - [0%d/Jan/1999:12:00:00 +0000] \"GET / HTTP/1.0\" 200 1\n", i);
+      if (f) fclose(f);
+    }
+  }
   SuperLog_ResetForTesting();
-  static const bool made = MakeFolder();
-  if (!made) return "no temporary folder";
   const std::string summary = gFolder + "/fuzz.LGS";
   if (FILE* f = fopen(summary.c_str(), "wb")) fwrite(data, 1, size, f), fclose(f);
   StatsFields settings;

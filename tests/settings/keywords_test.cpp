@@ -33,25 +33,20 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
       {'f', "requests_top=%", "requests", "1,0,3,1"},
       {'f', "requests=,7%,", "requests", "0,7,0,1"},
       {'f', "requests=", "requests", "0,7,0,1"},  // an empty value touches only show
-      {'f', "requests=2," + std::string(240, '0') + "5", "requests", "2,5,0,1"},  // a 242-character field whole
       {'f', "logs=/x/*.log", "logs", ""},  // logs only from the configuration file
-      {'o', "logs=/x/*.log", "logs", ""},
       {'i', "logs=/x/*.log", "logs", "/x/*.log"},
-      {'i', "config=c.conf", "config", "loglantern.conf"},  // config only from the request, in the working folder
-      {'f', "config=../c.conf", "config", "loglantern.conf"},
+      {'f', "config=../c.conf", "config", "loglantern.conf"},  // only a file of the working folder
       {'f', "config=c.conf", "config", "c.conf"},
       {'f', "username=" + std::string(500, 'u'), "user", std::string(99, 'u')},
       {'f', "password=typed", "password", "typed"},
       {'i', "password=stored", "stored", "stored"},
       {'o', "title=A=B", "title", "AB"},
-      {'f', "title=" + std::string(5000, 't'), "title", std::string(243, 't')},
       {'f', "authrealm=staff", "realm", "staff"},
       {'f', "authrealm=other", "realm", "staff"},  // the request only fills an empty realm
       {'i', "authrealm=*", "realm", "*"},
-      {'f', "base=" + std::string(243, 'b'), "base", std::string(243, 'b')},
+      {'f', "base=" + std::string(243, 'b'), "base", std::string(243, 'b')},  // at most a field's 243 characters
       {'f', "base=" + std::string(244, 'c'), "base", std::string(243, 'b')},  // too long: ignored, not cut
       {'f', "debug=1", "debug", "1,4"},
-      {'i', "debug=2", "debug", "2,20"},
       {'f', "dnslookupenabled=99999999999999", "numbers", "2147483647,0,1"},
       {'i', "smartmemorydisabled=1", "numbers", "2147483647,0,1"},
       {'f', "smartmemorydisabled=1", "numbers", "2147483647,1,0"},

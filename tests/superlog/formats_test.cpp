@@ -1,9 +1,8 @@
-// Field splitters, format recognition and field templates.
+// Field splitters: how the line parser walks the fields of each kind of log.
 #include "superlog_test_util.h"
 
 namespace {
 
-using sltest::ParseText;
 using sltest::ReaderTest;
 
 // The fields of a whole line joined by '|', split as the line parser walks.
@@ -33,29 +32,6 @@ TEST_F(ReaderTest, Splitters) {
       {'?', "x, y", "x|y"},  // any other letter splits at commas
   };
   for (const auto& [sep, line, fields] : cases) EXPECT_EQ(Split(sep, line), fields) << line;
-}
-
-// Templates that the logs of log_formats.txt do not show: names cut, unknown
-// or missing, and a header line after data lines.
-TEST_F(ReaderTest, TemplatesFromSeparatorCountsAndHeaderLines) {
-  std::string longHeader = "!!LOG_FORMAT";
-  for (int i = 0; i < 300; ++i) longHeader += " URL";
-  const std::tuple<std::string, std::string, int> cases[] = {
-      {"a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p\n", "Chw29v?m??cr??xefa", 3},
-      {"a b c d e f\n1\t2\t3\t4\t5\t6\t7\t8\t9\t10\t11\t12\na b c d e f g\n", "Shmw1qrcfa", 10},
-      {"#Software: Microsoft Internet Information Services 10.0\n#Fields: date s-sitename c-ip time-taken\n", "S3?h", 4},
-      {"#Fields: date time c-ip cs-uri-stem\n", "T", 2},  // without "#Software:", WebSTAR names with case
-      {"!!LOG_FORMAT URL FOO  HOSTNAME\n", "Tx", 1},  // unknown names trimmed; an empty one ends
-      {longHeader + "\n", "T" + std::string(242, 'x'), 1},
-      {"format=%Ses->client.ip%\t%SYSDATE%\n", "", 0},
-      {"1 2 3 4 5 6 7\n#Fields: URL HOSTNAME\n", "Txh", 2},
-  };
-  for (const auto& [text, expected, format] : cases) {
-    SuperLog_ResetForTesting();
-    ParseText(text);
-    EXPECT_EQ(mState.mKnownFormatBuf + std::string("|") + std::to_string(mState.mCurLogFormat),
-              expected + "|" + std::to_string(format)) << text;
-  }
 }
 
 }  // namespace

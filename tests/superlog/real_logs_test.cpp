@@ -1,17 +1,15 @@
 // Logs written by real servers (see the shared SOURCES.md), each read through
-// discovery and the walk from a copy (discovery writes its summary file beside
-// the logs): the hits must be the number an independent count of the same
-// files gave, and a log with hits must be read to its last byte.  The vendor
-// samples of IIS give none: one has no "#Software:" line, so no field is
-// known; the other writes the year 01, which is 1901 and cannot be represented.
+// discovery and the walk from a copy: the hits are those an independent count
+// gave, and a log with hits is read to its last byte.  The IIS vendor samples
+// give none: one lacks "#Software:", the other writes the year 01 (1901).
 #include <filesystem>
+#include <vector>
 
 #include "superlog_test_util.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
 using RealLogs = sltest::ReaderTest;
 
 TEST_F(RealLogs, EveryByteIsReadAndEveryHitCounted) {
@@ -26,13 +24,14 @@ TEST_F(RealLogs, EveryByteIsReadAndEveryHitCounted) {
       {"iis-doc-samples/ex960101.log", 0}, {"iis-doc-samples/ex010320.log", 0},
   };
   for (const auto& [path, expected] : cases) {
-    testing_support::TempDir dir;
-    uint64_t size = 0;
+    testing_support::TempDir dir;  // discovery writes its summary file beside the logs
     const fs::path source = root + path;
-    for (const auto& entry : fs::directory_iterator(fs::is_directory(source) ? source : source.parent_path())) {
-      if (!fs::is_directory(source) && entry.path() != source) continue;
-      const std::string text = testing_support::ReadFile(entry.path().string());
-      testing_support::WriteFile(dir.file(entry.path().filename().string() + ".log"), text);
+    std::vector<fs::path> files{source};
+    if (fs::is_directory(source)) files.assign(fs::directory_iterator(source), fs::directory_iterator());
+    uint64_t size = 0;
+    for (const fs::path& file : files) {
+      const std::string text = testing_support::ReadFile(file.string());
+      testing_support::WriteFile(dir.file(file.filename().string() + ".log"), text);
       size += text.size();
     }
     SuperLog_ResetForTesting();
@@ -40,8 +39,7 @@ TEST_F(RealLogs, EveryByteIsReadAndEveryHitCounted) {
     settings.logs.set(dir.file("*.log").c_str());
     SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
     int hits = 0;
-    LogHit hit;
-    while (SuperLog_NextLogFile()) while (SuperLog_ParseNextLine(&hit)) ++hits;
+    for (LogHit hit; SuperLog_NextLogFile();) while (SuperLog_ParseNextLine(&hit)) ++hits;
     SuperLong read;
     SuperLog_GetTotalLogBytesRead(&read);
     EXPECT_EQ(hits, expected) << path;
