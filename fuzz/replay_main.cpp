@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size);
 
@@ -12,8 +11,8 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     for (const auto& file : std::filesystem::directory_iterator(argv[i])) {
       std::ifstream in(file.path(), std::ios::binary);
-      ++replayed;
       const std::string input{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+      ++replayed;
       LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(input.data()), input.size());
     }
   }

@@ -47,12 +47,10 @@ TEST(ParseEntries, SplitsAtAmpersandAndFirstEqualsUpToNulOrLengthAndCutsFields) 
 TEST(BodyLength, NegativeNonNumericOrOver64KiBMeansNoBody) {
   const std::pair<const char*, int32_t> cases[] = {{"abc", 0}, {"-5", 0}, {" 17xyz", 17}, {"65536", 65536}, {"65537", 0}};
   for (const auto& [text, length] : cases) EXPECT_EQ(BodyLengthFromText(text), length) << (text ? text : "null");
-  char buffer[16];
+  char first[16], rest[16];
   FILE* in = fmemopen(const_cast<char*>("name=value&rest"), 15, "r");
-  EXPECT_EQ(get_query(in, 10, buffer), 10);
-  EXPECT_STREQ(buffer, "name=value");
-  EXPECT_EQ(get_query(in, 12, buffer), 5);  // the body ended early
-  EXPECT_STREQ(buffer, "&rest");
+  const int32_t n1 = get_query(in, 10, first), n2 = get_query(in, 12, rest);  // the body ends early
+  EXPECT_EQ(std::to_string(n1) + first + "|" + std::to_string(n2) + rest, "10name=value|5&rest");
   fclose(in);
 }
 

@@ -25,20 +25,17 @@ TEST_F(ConfigFileTest, AccountLinesGlobalLinesLineEndsAndCuts) {
   filler += std::string("\0junk=1\n\x01\xff=binary\n", 18);
   std::string title30 = "title=";
   for (int i = 0; i < 30; ++i) title30 += "%user%";
-  const std::string u99(99, 'u');
   const struct {
     std::string user, text, result;
   } cases[] = {
       {"JOE", "USER=joe;url=x;logs=/l/*.log\n", "1||x|/l/*.log|0||/loglantern|"},
-      {"jo", "user=joe;url=a\n", "0||||0||/loglantern|"},
-      {"", "user=;url=anonymous\n", "1||anonymous||0||/loglantern|"},
+      {"", "user=;url=anonymous\rPriority=2\r", "1||anonymous||2||/loglantern|"},
       {"ann", "user=ann;logs=/home/%user%/%user%-*.log;title=%user%%user%\n", "1|annann||/home/ann/ann-*.log|0||/loglantern|"},
-      {u99, "user=" + u99 + ";" + title30 + "\n", "1|" + std::string(237, 'u') + "|||0||/loglantern|"},
+      {std::string(99, 'u'), "user=" + std::string(99, 'u') + ";" + title30 + "\n", "1|" + std::string(237, 'u') + "|||0||/loglantern|"},
       // Smart parsing before the account stops right after it; after it, at its own line.
       {"a", "SmartParsing=1\nuser=a;title=first\nPriority=3\nuser=a;title=second\n", "1|first|||0||/loglantern|"},
       {"a", "user=a;title=first\nPriority=3\nSmartParsing=1\nPriority=4\nuser=a;title=x\n", "1|first|||3||/loglantern|"},
       {"a", "user=a;title=first;url=u\nuser=b;title=other\nuser=A;title=second\n", "1|second|u||0||/loglantern|"},
-      {"a", "Priority=2\ruser=a;title=T;url=U\rErrorLog=/e\r", "1|T|U||2|/e|/loglantern|"},
       {"a", "Priority=2\n\n\r\nuser=a;title=T\n\n\r\nErrorLog= /e \n\n\r\n", "1|T|||2| /e |/loglantern|"},
       {"a", filler + "user=a;title=no final line end", "1|no final line end|||0||/loglantern|"},
       {"a", "url=outside\nLoglanternPath=C:\\img\\\nBase=http://h/\n", "0||||0||C:\\img|http://h/"},

@@ -17,9 +17,9 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
     if (n == "requests") return std::to_string(r.show) + "," + std::to_string(r.top) + "," + std::to_string(r.greater) + "," + std::to_string(r.topIsPercent);
     if (n == "debug") return std::to_string(s.debug) + "," + std::to_string(s.debugSources);
     if (n == "numbers") return std::to_string(s.dnsLookupEnabled) + "," + std::to_string(s.smartMemoryDisabled) + "," + std::to_string(s.smartMemoryEnabled);
-    for (const auto& [name, text] : {std::pair{"logs", &s.logs.s[0]}, {"config", s.configFile.s}, {"user", s.username.s},
-                                     {"password", s.password.s}, {"stored", s.accountPassword.s}, {"title", s.title.s},
-                                     {"realm", s.authRealm.s}, {"base", s.base.s}}) {
+    for (const auto& [name, text] : {std::pair{"logs", &s.logs.s[0]}, {"config", s.configFile.s}, {"password", s.password.s},
+                                     {"stored", s.accountPassword.s}, {"title", s.title.s}, {"realm", s.authRealm.s},
+                                     {"base", s.base.s}}) {
       if (n == name) return text;
     }
     return "?";
@@ -37,7 +37,6 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
       {'i', "logs=/x/*.log", "logs", "/x/*.log"},
       {'f', "config=../c.conf", "config", "loglantern.conf"},  // only a file of the working folder
       {'f', "config=c.conf", "config", "c.conf"},
-      {'f', "username=" + std::string(500, 'u'), "user", std::string(99, 'u')},
       {'f', "password=typed", "password", "typed"},
       {'i', "password=stored", "stored", "stored"},
       {'o', "title=A=B", "title", "AB"},
@@ -56,16 +55,6 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
     if (s.source == 'i') Ini(s.word);
     if (s.source == 'o') CompareParam(s.word.c_str(), &settings, &env, "other", 2);
     EXPECT_EQ(field(s.field), s.value) << s.source << ":" << s.word.substr(0, 40);
-  }
-}
-
-TEST(ReturnValue, FieldsCountedFromOneAndCutToTheOutput) {
-  const std::tuple<size_t, const char*, int, const char*> cases[] = {
-      {16, "1,,3", 2, ""}, {16, "1,,3", 3, "3"}, {16, "abc", 2, ""}, {16, "a,b", 0, ""}, {4, "abcdefgh,x", 1, "abc"}, {1, "abc", 1, ""}};
-  for (const auto& [size, text, n, expected] : cases) {
-    char out[16] = "xxxxxxxxxxxxxxx";
-    ReturnValue(out, size, text, n);
-    EXPECT_STREQ(out, expected) << text << " " << n;
   }
 }
 

@@ -12,21 +12,17 @@ using Parser = void (*)(char*, struct tm*);
 // Each parser runs on a record of -7s, so that members it did not write show
 // (the year as 1893, the month as -6), under the date order of its row.
 TEST_F(ReaderTest, FieldParsersWriteOnlyWhatTheyRead) {
-  const Parser clf = PARSER(ParseDateTime1), date2 = PARSER(ParseDate2), date3 = PARSER(ParseDate3),
-               date4 = PARSER(ParseDateTime4), date5 = PARSER(ParseDate5), time9 = PARSER(ParseTime9),
-               epoch = PARSER(ParseEpoch);
+  const Parser clf = PARSER(ParseDateTime1), date2 = PARSER(ParseDate2), date4 = PARSER(ParseDateTime4),
+               date5 = PARSER(ParseDate5), time9 = PARSER(ParseTime9), epoch = PARSER(ParseEpoch);
   const char* const kNothing = "1893--6--7 -7:-7:-7";
   const std::tuple<const char*, Parser, const char*, const char*> cases[] = {
       {"", clf, "10/Oct/1999:13:55:36 -0700", "1999-10-10 13:55:36"},  // the zone is not read
       {"", clf, "10/Oct", "1900-10-10 0:0:0"},  // missing parts are 0
       {"", clf, "10/oct/1999:13:55:36", kNothing},  // month names keep their case
-      {"", date3, "99-10-23", "1999-10-23 -7:-7:-7"},
       {"", date4, "10/23/1999  7:05", "1999-10-23 7:5:0"},
       {"", date5, "Sat, 3   DEC 2001 10:00", "2001-12-3 -7:-7:-7"},
-      {"", date5, "Saturday, 23 Oct 1999", kNothing},
       {"", date5, "Sat, 23 Oc", "1900-1-23 -7:-7:-7"},  // short texts are never read past their end
       {"", date5, "99/10/23", "1999-10-23 -7:-7:-7"},  // numeric: the year first or last
-      {"", time9, "13:55:36.250", "1893--6--7 13:55:36"},
       {"", time9, "13", kNothing},
       // Seconds since 1970; 2^31 and more is negative and moved on by the
       // seconds from 1900 to 1970, wrapping; when that is no better, it stays.
