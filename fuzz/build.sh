@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
-# Builds every fuzz/*_fuzz.cpp as a libFuzzer program with AddressSanitizer and
-# UndefinedBehaviorSanitizer (clang from Debian's clang package), linked with
-# all module sources, into build-fuzz/ (all, or the named ones).  Run one as
-#   build-fuzz/<name>_fuzz -max_total_time=60 /tmp/<name>_corpus tests/corpus/<name>
+# Builds fuzz/*_fuzz.cpp (all, or the named ones) as libFuzzer programs with
+# AddressSanitizer and UndefinedBehaviorSanitizer (Debian's clang) into build-fuzz/.
+# Run one as build-fuzz/<name>_fuzz -max_total_time=60 /tmp/<name>_corpus tests/corpus/<name>
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out=build-fuzz

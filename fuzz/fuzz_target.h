@@ -10,6 +10,5 @@ inline int StopOn(const std::string& problem) {
   return 0;
 }
 
-// Defines the fuzzer's entry point over a check that takes (data, size).
-#define LOGLANTERN_FUZZ_TARGET(check) \
+#define LOGLANTERN_FUZZ_TARGET(check) /* the entry point over a check of (data, size) */ \
   extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) { return StopOn(check(data, size)); }

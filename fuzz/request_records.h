@@ -1,7 +1,6 @@
-// Fresh settings and CGI records for the fuzz targets of the request surfaces
-// (form body, keyword words, configuration file), and the check that every
-// text field of both is still terminated inside its own width: the sanitizers
-// cannot see a text that runs from one field of a record into the next.
+// Fresh records for the fuzz targets of the request surfaces, and the check that
+// every text field is still terminated inside its own width (the sanitizers
+// cannot see a text that runs from one field of a record into the next).
 #pragma once
 #include <cstring>
 #include <string>

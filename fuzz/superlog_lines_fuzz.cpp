@@ -1,9 +1,8 @@
-// Fuzz target for log lines: the first byte chooses the reader's settings (bits
-// 0-2 the date order, bit 3 the GMT correction, bit 4 a template given by the
-// first line), the rest is a log read by the line parser and, line by line, the
-// date classifier.  Every byte must be counted as read, and each hit must have
-// a URL other than "-", a time, and optional texts that are neither empty, "-"
-// nor longer than a field.
+// Fuzz target for log lines: the first byte chooses the date order (bits 0-2),
+// the GMT correction (bit 3) and a template on the first line (bit 4); the rest
+// is a log for the line parser and, line by line, the date classifier.  Every
+// byte is counted as read; each hit has a URL other than "-", a time, and texts
+// that fit a field, the optional ones neither empty nor "-".
 #include <climits>
 #include <cstring>
 

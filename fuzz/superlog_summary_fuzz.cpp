@@ -14,29 +14,23 @@
 #include "superlog/superlog.h"
 #include "superlog/superlog_state.h"
 
-// Each listed log as {name, " size start end"}.
-static std::vector<std::pair<std::string, std::string>> Listed() {
-  std::vector<std::pair<std::string, std::string>> out;
+using Entries = std::vector<std::pair<std::string, std::string>>;  // {name, "size start end"}
+static Entries Listed() {
+  Entries out;
   for (const LogSummaryItem* e = mState.mpLogsRoot; e; e = e->next) {
-    out.emplace_back(std::string(e->name, strnlen(e->name, sizeof e->name)),
-                     " " + std::to_string(e->size) + " " + std::to_string(e->start) + " " + std::to_string(e->end));
+    out.emplace_back(e->name, std::to_string(e->size) + " " + std::to_string(e->start) + " " + std::to_string(e->end));
   }
   return out;
 }
 
-// The folder of logs, made once per process and removed at exit.
-static std::string gFolder;
-static void RemoveFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(gFolder, ignored);
-}
+static std::string gFolder;  // three small logs, made once per process
 
 static std::string RunSummaryFile(const unsigned char* data, size_t size) {
   if (gFolder.empty()) {
     char pattern[] = "/tmp/loglantern-summary-fuzz-XXXXXX";
     if (!mkdtemp(pattern)) return "no temporary folder";
     gFolder = pattern;
-    atexit(RemoveFolder);
+    atexit([] { std::error_code ignored; std::filesystem::remove_all(gFolder, ignored); });
     for (int i = 1; i <= 3; ++i) {
       FILE* f = fopen((gFolder + "/" + std::to_string(i) + ".log").c_str(), "wb");
       for (int k = 0; f && k < i; ++k) fprintf(f, "1.2.3.4 - - [0%d/Jan/1999:12:00:00 +0000] \"GET / HTTP/1.0\" 200 1\n", i);
@@ -50,8 +44,8 @@ static std::string RunSummaryFile(const unsigned char* data, size_t size) {
   settings.logs.set((gFolder + "/*.log").c_str());
   settings.summary.set("fuzz");
   SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
-  const auto listed = Listed();
-  decltype(Listed()) readBack;
+  const Entries listed = Listed();
+  Entries readBack;
   std::string problem;
   for (size_t i = 0; i < listed.size(); ++i) {
     bool copy = false;

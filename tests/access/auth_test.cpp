@@ -1,5 +1,4 @@
-// Account authentication: account passwords and the passwords file (the
-// internal addresses are shown by the pages of an internal client).
+// Account passwords and the passwords file (internal clients: see their pages).
 #include <crypt.h>
 
 #include "access/auth.h"

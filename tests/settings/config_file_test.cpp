@@ -6,16 +6,7 @@
 
 namespace {
 
-class ConfigFileTest : public SettingsTest {
- protected:
-  int Parse(const std::string& user, const std::string& text) {
-    settings.username.set(user.c_str());
-    testing_support::WriteFile(dir.file("site.conf"), text);
-    settings.configFile.set(dir.file("site.conf").c_str());
-    return ParseConfigFile(&settings, &env);
-  }
-  testing_support::TempDir dir;
-};
+using ConfigFileTest = SettingsTest;
 
 // The user's account line(s) and the global lines, read as
 // "matched|title|url|logs|priority|errorLog|imagePath|base".
@@ -44,9 +35,13 @@ TEST_F(ConfigFileTest, AccountLinesGlobalLinesLineEndsAndCuts) {
       {"a", "ExtraHeader=" + std::string(3000, 'h') + "Priority=9\nuser=a;\n", "1||||0||/loglantern|"},
       {"a", "ExtraFooter=" + std::string(1523, 'f') + "\r\nPriority=4\nuser=a;\n", "1||||4||/loglantern|"},
   };
+  testing_support::TempDir dir;
   for (const auto& c : cases) {
     Reset();
-    const int matched = Parse(c.user, c.text);
+    settings.username.set(c.user.c_str());
+    testing_support::WriteFile(dir.file("site.conf"), c.text);
+    settings.configFile.set(dir.file("site.conf").c_str());
+    const int matched = ParseConfigFile(&settings, &env);
     EXPECT_EQ(std::to_string(matched) + "|" + settings.title.c_str() + "|" + settings.url.c_str() + "|" + settings.logs.c_str() +
                   "|" + std::to_string(settings.priority) + "|" + settings.errorLog.c_str() + "|" + settings.imagePath.c_str() +
                   "|" + settings.base.c_str(),

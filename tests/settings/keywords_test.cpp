@@ -14,9 +14,13 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
   const auto field = [this](const std::string& n) -> std::string {
     const StatsFields& s = settings;
     const SectionSetting& r = s.requests;
-    if (n == "requests") return std::to_string(r.show) + "," + std::to_string(r.top) + "," + std::to_string(r.greater) + "," + std::to_string(r.topIsPercent);
+    if (n == "requests") {
+      return std::to_string(r.show) + "," + std::to_string(r.top) + "," + std::to_string(r.greater) + "," + std::to_string(r.topIsPercent);
+    }
     if (n == "debug") return std::to_string(s.debug) + "," + std::to_string(s.debugSources);
-    if (n == "numbers") return std::to_string(s.dnsLookupEnabled) + "," + std::to_string(s.smartMemoryDisabled) + "," + std::to_string(s.smartMemoryEnabled);
+    if (n == "numbers") {
+      return std::to_string(s.dnsLookupEnabled) + "," + std::to_string(s.smartMemoryDisabled) + "," + std::to_string(s.smartMemoryEnabled);
+    }
     for (const auto& [name, text] : {std::pair{"logs", &s.logs.s[0]}, {"config", s.configFile.s}, {"password", s.password.s},
                                      {"stored", s.accountPassword.s}, {"title", s.title.s}, {"realm", s.authRealm.s},
                                      {"base", s.base.s}}) {
@@ -24,10 +28,7 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
     }
     return "?";
   };
-  const struct {
-    char source;
-    std::string word, field, value;
-  } steps[] = {
+  const std::tuple<char, std::string, std::string, std::string> steps[] = {
       {'f', "REQUESTS=1,25,3", "requests", "1,25,3,0"},
       {'f', "requests=1", "requests", "1,0,3,0"},  // show alone resets top, keeps greater
       {'f', "requests_top=%", "requests", "1,0,3,1"},
@@ -50,11 +51,9 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
       {'i', "smartmemorydisabled=1", "numbers", "2147483647,0,1"},
       {'f', "smartmemorydisabled=1", "numbers", "2147483647,1,0"},
   };
-  for (const auto& s : steps) {
-    if (s.source == 'f') Form(s.word);
-    if (s.source == 'i') Ini(s.word);
-    if (s.source == 'o') CompareParam(s.word.c_str(), &settings, &env, "other", 2);
-    EXPECT_EQ(field(s.field), s.value) << s.source << ":" << s.word.substr(0, 40);
+  for (const auto& [source, word, name, value] : steps) {
+    CompareParam(word.c_str(), &settings, &env, source == 'f' ? "form" : source == 'i' ? "ini" : "other", source == 'i' ? 4 : 2);
+    EXPECT_EQ(field(name), value) << source << ":" << word.substr(0, 40);
   }
 }
 

@@ -1,5 +1,4 @@
-// Finding the logs, the summary file across runs, the date-range scan and the
-// walk over the files of the report range.
+// The summary file across runs, the date-range scan, the walk over the logs.
 #include <filesystem>
 
 #include "superlog_test_util.h"
@@ -12,8 +11,7 @@ using sltest::ReaderTest;
 using namespace testing_support;
 using Texts = std::vector<std::string>;
 
-// One line dated at noon of each day from first to last (at most the 9th) of
-// a month of 1999.
+// A line dated at noon of each day from first to last (at most 9) of a month.
 std::string DailyLog(int month, int first, int last) {
   std::string text;
   for (int d = first; d <= last; ++d) {
@@ -25,9 +23,9 @@ std::string DailyLog(int month, int first, int last) {
 
 ll::time32_t Noon(int month, int day) { return Local(1999, month, day, 12); }
 
-void Init(const TempDir& dir, ll::time32_t first = INT32_MIN, ll::time32_t last = INT32_MAX, const char* pattern = "*.log") {
+void Init(const TempDir& dir, ll::time32_t first = INT32_MIN, ll::time32_t last = INT32_MAX) {
   StatsFields settings;
-  settings.logs.set(dir.file(pattern).c_str());
+  settings.logs.set(dir.file("*.log").c_str());
   SuperLog_Init(&settings, first, last);
 }
 
@@ -74,8 +72,8 @@ TEST_F(ReaderTest, SummaryFileAcrossRuns) {
   EXPECT_EQ(Walk(dir), (Texts{"a.log", "c.log"}));
 }
 
-// The first dated line from the head; the last from the tail, read back in
-// stretches, where "!" lines count and "!!" and "#" lines do not.
+// The first dated line from the head, the last from the tail ("!" lines count,
+// "!!" and "#" lines do not).
 TEST_F(ReaderTest, DateRangeScan) {
   TempDir dir;
   std::string noise;
@@ -97,8 +95,7 @@ TEST_F(ReaderTest, DateRangeScan) {
     ll::CopyText(mState.mLogSummaryItem.name, dir.file("log").c_str());
     mState.mCurFileSize = static_cast<uint32_t>(text.size());
     GetLogFileDateRange();
-    EXPECT_EQ(mState.mLogSummaryItem.start, start) << text.substr(0, 60);
-    EXPECT_EQ(mState.mLogSummaryItem.end, end) << text.substr(0, 60);
+    EXPECT_EQ(std::make_pair(mState.mLogSummaryItem.start, mState.mLogSummaryItem.end), std::make_pair(start, end)) << text.substr(0, 60);
   }
 }
 

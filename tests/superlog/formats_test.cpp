@@ -19,15 +19,12 @@ std::string Split(char sep, const std::string& line) {
 
 TEST_F(ReaderTest, Splitters) {
   const std::tuple<char, const char*, const char*> cases[] = {
-      {'S', "1.2.3.4 - - [10/Oct/1999:13:55:36 -0700] \"GET / HTTP/1.0\" 200 512",
-       "1.2.3.4|-|-|10/Oct/1999:13:55:36 -0700|GET / HTTP/1.0|200|512"},
       {'S', "1.2.3.4  - x", "1.2.3.4||-|x"},  // each further blank is an empty field
       {'S', "a\"b c\"d e", "a\"b c\"d|e"},    // quoted parts of plain fields keep blanks
       {'S', "'x \"y z' w", "x \"y z' w"},     // delimiters count only after even quotes
       {'T', "ab\"c\"\tx", "ab\"c\"|x"},  // quoted at its end only
       {'S', "\"a b\"c \"open to the end", "a b|c|open to the end"},
       {'T', "  a\t\"b c\"\t\tx\"\ty", "a|b c||x\"\ty"},
-      {'C', "192.168.114.201, -, 03/20/01, /index.htm, -,", "192.168.114.201|-|03/20/01|/index.htm|-,"},
       {'C', "a,b, \tc, \"d, e\", f", "a,b|c|\"d, e\"|f"},
       {'?', "x, y", "x|y"},  // any other letter splits at commas
   };

@@ -1,5 +1,4 @@
-// Lines into hit records, one log per log format, and the lines and count of
-// log bytes of the block reader.
+// Lines into hits, one log per log format; the block reader's lines and count.
 #include <random>
 
 #include "superlog_test_util.h"
@@ -8,9 +7,8 @@ namespace {
 
 using sltest::ReaderTest;
 
-// The hits of a log text, read straight through the line parser after the
-// reader was set up as a run does it: a line each, "host url status bytes
-// [ref=..] [agent=..] [realm=..] [user=..] @local time" (a null host is "()").
+// The hits of a log text read by the line parser, a line each: "host url status
+// bytes [ref=..] [agent=..] [realm=..] [user=..] @local time" (null host "()").
 std::string ParseText(const std::string& text) {
   testing_support::TempDir dir;
   testing_support::WriteFile(dir.file("log"), text);
@@ -50,11 +48,9 @@ TEST_F(ReaderTest, EveryLogFormat) {
   EXPECT_EQ(formats, 12);
 }
 
-// Random logs of short and long lines (some longer than the line buffer), read
-// wholly or abandoned early, around the reader's own fetch size.  The lines are
-// those of the text, cut at 1535 bytes, and the count is that of a reader of
-// 8192-byte blocks taking one byte at a time: the blocks holding every byte up
-// to the line's end, or the whole file at its end.
+// Random logs of short and long lines, read wholly or abandoned early, around
+// the reader's fetch size: the lines of the text cut at 1535 bytes, and the
+// count of 8192-byte blocks up to each line's end (all of the file at its end).
 TEST_F(ReaderTest, LinesAndByteCountsMatchAByteByByteBlockReader) {
   std::mt19937 rng(7);
   testing_support::TempDir dir;

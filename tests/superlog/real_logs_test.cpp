@@ -1,6 +1,6 @@
-// Every log of the shared real servers' logs (see its SOURCES.md), read on its
-// own through discovery and the walk from a copy: a log that gives hits is
-// read to its last byte, and all give the hits an independent count gave.
+// Every shared real server log (see its SOURCES.md), read alone through discovery
+// and the walk: one with hits is read to its last byte; all give the hits an
+// independent count gave.
 #include <filesystem>
 
 #include "superlog_test_util.h"

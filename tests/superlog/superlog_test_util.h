@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <string>
 
 #include "settings/stats_fields.h"
 #include "superlog/superlog.h"
