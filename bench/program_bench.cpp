@@ -22,7 +22,13 @@
 // bare addresses), 9,500 page and image URLs plus 1,500 missing ones,
 // 5,000 outside referring pages, 3,000 search phrases spread over five
 // engines, and 307 browsers; popular items come up far more often than the
-// long tail, 3% of the requests fail and 30% have no referrer.  Loglantern
+// long tail, 3% of the requests fail and 30% have no referrer.  The hits
+// come in visits of 1 to 23 hits (12 on average), 64 visits going on at a
+// time, so that a visit's hits are minutes apart; a visit's host is drawn
+// as popular hosts come up more often.  A host keeps its browser for the
+// month (eight in ten hosts use one of seven common browsers, the rest one
+// of 300 crawlers); one host in ten has a second browser for a third of its
+// visits.  Loglantern
 // runs with every classic section on.  Analog (the Debian package `analog`,
 // found on the PATH) reads the same log as a user would run it for the same
 // job: `analog -G +g<file>` with LOGFORMAT COMBINED, DNS NONE, the search
@@ -91,6 +97,11 @@ const char* const kEngines[] = {
 struct Generator {
   std::mt19937 rng{12345};
   std::vector<std::string> hosts, pages, images, missing, referrers, phrases, agents;
+  std::vector<int> hostAgent, hostSecondAgent;  // by host; -1: none
+  struct Visit {
+    int host = 0, agent = 0, hitsLeft = 0;
+  };
+  Visit visits[64];  // the visits going on
 
   int Pick(int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); }
   // Popular items come up far more often than the long tail.
@@ -135,7 +146,14 @@ struct Generator {
       snprintf(buf, sizeof buf, "Mozilla/5.0 (compatible; Crawler%d/1.%d)", i, i % 7);
       agents.push_back(buf);
     }
+    for (int i = 0; i < kHosts; ++i) {
+      hostAgent.push_back(AnyAgent());
+      hostSecondAgent.push_back(Pick(10) == 0 ? AnyAgent() : -1);
+    }
   }
+
+  // A browser as hosts pick theirs: a common one, or now and then a crawler.
+  int AnyAgent() { return Pick(10) < 8 ? Pick(7) : 7 + Pick(300); }
 
   std::string Referrer() {
     int kind = Pick(100);
@@ -151,9 +169,16 @@ struct Generator {
     const std::string& url =
         roll < 3 ? missing[Skewed(kMissing)] : (roll < 40 ? images[Skewed(kImages)] : page);
     int status = roll < 3 ? 404 : (roll < 8 ? 304 : 200);
-    int agent = Pick(10) < 8 ? Pick(7) : 7 + Pick(300);
-    Print(out, hosts[Skewed(kHosts)], when, url, status, status == 200 ? 200 + Pick(40000) : 0,
-          Referrer(), agents[agent]);
+    Visit& visit = visits[Pick(64)];
+    if (visit.hitsLeft == 0) {
+      visit.host = Skewed(kHosts);
+      int second = hostSecondAgent[visit.host];
+      visit.agent = second >= 0 && Pick(3) == 0 ? second : hostAgent[visit.host];
+      visit.hitsLeft = 1 + Pick(23);
+    }
+    --visit.hitsLeft;
+    Print(out, hosts[visit.host], when, url, status, status == 200 ? 200 + Pick(40000) : 0,
+          Referrer(), agents[visit.agent]);
   }
 
   // A line of the --distinct log: the i-th URL and referrer are new.

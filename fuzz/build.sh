@@ -1,13 +1,12 @@
 #!/usr/bin/env bash
-# Builds every fuzz/*_fuzz.cpp as a libFuzzer program with AddressSanitizer and
-# UndefinedBehaviorSanitizer (clang from Debian's clang package), linked with
-# all module sources, into build-fuzz/ (all, or the named ones).  Run one as
-#   build-fuzz/<name>_fuzz -max_total_time=60 /tmp/<name>_corpus tests/corpus/<name>
+# Builds fuzz/*_fuzz.cpp (all, or the named ones) with libFuzzer, ASan and UBSan (Debian's clang) into
+# build-fuzz/; run one as build-fuzz/<name>_fuzz -max_total_time=60 /tmp/<name>_corpus tests/corpus/<name>
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out=build-fuzz
 mkdir -p "$out"
 mapfile -t sources < <(find src -name '*.cpp' ! -name main.cpp | sort)
+python3 scripts/agent_rules_to_cpp.py /usr/share/uap-core/regexes.yaml "$out/agent_rules.cpp" && sources+=("$out/agent_rules.cpp")
 flags=(-std=c++20 -O1 -g -Isrc -fsanitize=fuzzer,address,undefined -fno-omit-frame-pointer)
 targets=()
 for name in "$@"; do targets+=("fuzz/${name%_fuzz}_fuzz.cpp"); done
@@ -15,8 +14,7 @@ for name in "$@"; do targets+=("fuzz/${name%_fuzz}_fuzz.cpp"); done
 for target in "${targets[@]}"; do
   name=$(basename "$target" .cpp)
   extra=()
-  # The whole-request target catches the program's exit() to go on fuzzing.
-  [ "$name" = cgi_request_fuzz ] && extra=(-Wl,--wrap=exit)
+  [ "$name" = cgi_request_fuzz ] && extra=(-Wl,--wrap=exit)  # it catches the program's exit()
   echo "building $out/$name"
-  clang++ "${flags[@]}" "$target" "${sources[@]}" -lcrypt "${extra[@]}" -o "$out/$name"
+  clang++ "${flags[@]}" "$target" "${sources[@]}" -lcrypt -lpcre2-8 "${extra[@]}" -o "$out/$name"
 done

@@ -1,8 +1,7 @@
-// Fuzz target for a whole CGI request, run in process: query string, client
-// address, POSTed body and configuration file, cut at lines "--".  Every run
-// must end with a page that starts with the program's headers.  The program
-// ends most runs through exit(), so this target is linked with --wrap=exit.
-// It writes its files in the working folder: run it in a scratch folder.
+// Fuzz target for a whole CGI request, run in process (query string, client
+// address, POSTed body and configuration file, cut at lines "--"), in a scratch
+// folder: every run ends with a page that starts with the program's headers.
+// Most runs end through exit(), so the target is linked with --wrap=exit.
 #include <csetjmp>
 
 #include "fuzz_target.h"

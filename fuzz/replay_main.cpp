@@ -3,8 +3,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size);
 
@@ -14,8 +12,8 @@ int main(int argc, char** argv) {
     for (const auto& file : std::filesystem::directory_iterator(argv[i])) {
       std::ifstream in(file.path(), std::ios::binary);
       const std::string input{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-      LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(input.data()), input.size());
       ++replayed;
+      LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(input.data()), input.size());
     }
   }
   LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(""), 0);

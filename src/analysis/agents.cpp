@@ -9,17 +9,24 @@
 
 #include <cstring>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "analysis/agent_rules_table.h"
+#include "analysis/text_ids.h"
 #include "base/fixed_text.h"
 
 namespace {
 
+// A rule is compiled to machine code once it has been tried on enough
+// texts to pay for it: most texts are tried against most rules before one
+// matches, so a month with thousands of browser texts spends its time
+// there, while a short log is not kept waiting for a thousand compilations.
+constexpr uint32_t kTriesBeforeMachineCode = 16;
+
 struct CompiledRules {
   const AgentRule* rules = nullptr;
   std::vector<pcre2_code*> code;  // null for a rule that did not compile
+  std::vector<uint32_t> tries;    // texts tried, up to kTriesBeforeMachineCode
   ~CompiledRules() {
     for (pcre2_code* c : code) pcre2_code_free(c);
   }
@@ -31,14 +38,11 @@ struct AgentsState {
   pcre2_match_data* match = nullptr;
   ~AgentsState() { pcre2_match_data_free(match); }
   struct Known {
-    const std::string* text;  // the key in ids
     bool classified;
     AgentClass what;
   };
-  std::unordered_map<std::string, uint32_t> ids;
-  std::vector<Known> known;
-  std::string key;  // the text looked up; its buffer is reused
-  long knownBytes = 0;
+  TextIds ids;
+  std::vector<Known> known;  // by id
 };
 
 AgentsState m;
@@ -46,6 +50,7 @@ AgentsState m;
 void Compile(CompiledRules* out, const AgentRule* rules, int count) {
   out->rules = rules;
   out->code.resize(count);
+  out->tries.assign(count, 0);
   for (int i = 0; i < count; ++i) {
     int error = 0;
     PCRE2_SIZE offset = 0;
@@ -91,11 +96,18 @@ std::string Fill(const char* replacement, const char* subject, int groups) {
 
 // Index of the first rule of list that matches subject, or -1; the match
 // stays in m.match, its group count in *groups.
-int FirstMatch(const CompiledRules& list, const char* subject, size_t length, int* groups) {
+int FirstMatch(CompiledRules& list, const char* subject, size_t length, int* groups) {
   for (size_t i = 0; i < list.code.size(); ++i) {
     if (!list.code[i]) continue;
+    // Machine code matches as the interpreter does; when it cannot be made
+    // the interpreter goes on.
+    if (list.tries[i] < kTriesBeforeMachineCode && ++list.tries[i] == kTriesBeforeMachineCode)
+      pcre2_jit_compile(list.code[i], PCRE2_JIT_COMPLETE);
     int rc = pcre2_match(list.code[i], reinterpret_cast<PCRE2_SPTR>(subject), length, 0, 0,
                          m.match, nullptr);
+    if (rc == PCRE2_ERROR_JIT_STACKLIMIT)  // the interpreter has room to go on
+      rc = pcre2_match(list.code[i], reinterpret_cast<PCRE2_SPTR>(subject), length, 0,
+                       PCRE2_NO_JIT, m.match, nullptr);
     if (rc == 0) rc = 20;  // more groups than the match data holds: use what it has
     if (rc > 0) {
       *groups = rc;
@@ -106,7 +118,7 @@ int FirstMatch(const CompiledRules& list, const char* subject, size_t length, in
 }
 
 // Family and major version by the first rule of list that matches.
-std::string Name(const CompiledRules& list, const char* subject, size_t length,
+std::string Name(CompiledRules& list, const char* subject, size_t length,
                  std::string* family) {
   int groups = 0;
   int i = FirstMatch(list, subject, length, &groups);
@@ -139,29 +151,28 @@ AgentClass Classify(const char* agent) {
 }  // namespace
 
 uint32_t AgentId(const char* agent) {
-  m.key.assign(agent ? agent : "");
-  auto found = m.ids.find(m.key);
-  if (found != m.ids.end()) return found->second;
-  uint32_t id = static_cast<uint32_t>(m.known.size());
-  auto added = m.ids.emplace(m.key, id).first;
-  m.known.push_back({&added->first, false, {}});
-  m.knownBytes += static_cast<long>(sizeof(AgentsState::Known) + m.key.size() + 64);
+  if (!agent) agent = "";
+  uint32_t length = static_cast<uint32_t>(strlen(agent));
+  bool added = false;
+  uint32_t id = m.ids.Find(agent, length, TextHash(agent, length), false, &added);
+  if (added) m.known.push_back({false, {}});
   return id;
 }
 
 const AgentClass& ClassifyAgentId(uint32_t id) {
   AgentsState::Known& k = m.known[id];
   if (!k.classified) {
-    k.what = Classify(k.text->c_str());
+    k.what = Classify(m.ids.Text(id));
     k.classified = true;
   }
   return k.what;
 }
 
-long AgentsMemoryBytes() { return m.knownBytes; }
+long AgentsMemoryBytes() {
+  return m.ids.Bytes() + static_cast<long>(m.known.capacity() * sizeof(AgentsState::Known));
+}
 
 void AgentsReset() {
-  m.known.clear();
-  m.ids.clear();
-  m.knownBytes = 0;
+  m.known = {};
+  m.ids.Clear();
 }

@@ -4,21 +4,21 @@
 // The item lists are the ordinary ones, so smart memory bounds them.  The
 // visitor table (one entry per host and browser text) and the bytes beside
 // pages and robot families are exact and outside the ceiling: a visit cut
-// short by reclamation would miscount every later hit of it.  Their keys
-// are built in reused buffers, so a hit of a known visitor allocates
-// nothing.
+// short by reclamation would miscount every later hit of it.  Hosts, pages
+// and robot families are numbered once in flat tables (a page by the hash
+// its list uses anyway), browser texts are classified once, and the list
+// keys of status codes and of each browser text's family, system and robot
+// are hashed once, so a hit of a known visitor allocates nothing and hashes
+// its host, browser text and page once each.
 #include "analysis/audience.h"
 
 #include <strings.h>
-#include <sys/mman.h>
 
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -26,6 +26,7 @@
 #include "analysis/filters.h"
 #include "analysis/list.h"
 #include "analysis/pass_results.h"
+#include "analysis/text_ids.h"
 #include "base/fixed_text.h"
 #include "settings/stats_fields.h"
 #include "superlog/superlog.h"
@@ -35,78 +36,42 @@ namespace {
 constexpr ll::time32_t kVisitGap = 30 * 60;  // a longer pause starts a new visit
 constexpr size_t kWorkSize = 244;
 
-// One visitor in the open-addressed visitor table, 32 bytes so that a probe
-// reads one cache line.  A host written as a plain dotted IPv4 address is
-// kept as its four bytes, any other host as its number in hostIds, and the
-// browser text as its number; the hash only finds the slot, host and agent
-// are always compared, so two visitors are never merged.
+// One visitor in the open-addressed visitor table, one cache line, so that
+// a probe reads one line.  A host written as a plain dotted IPv4 address is
+// kept as its four bytes, a name of up to 32 bytes in the slot itself, a
+// longer one as its number in hostIds; the browser text as its number.  The
+// hash only finds the slot, host and agent are always compared, so two
+// visitors are never merged.  The slot's hash is made from the host's hash
+// (not its number), so that the slot can be requested before anything is
+// looked up.
+constexpr size_t kInlineHost = 32;
 struct Visitor {
   uint32_t tag;  // high half of the hash, never 0; 0 marks an empty slot
   uint32_t agent;
-  uint32_t host;  // the address, or the host's number in hostIds
-  uint32_t lastPage;  // the open visit's last page, an index of pageNames
+  uint32_t lastPage;  // the open visit's last page, a number of pageIds
   ll::time32_t visitStart;
   ll::time32_t last;
+  uint32_t hostHash;
   int16_t lastDay;  // the last day this visitor was counted on
   uint8_t flags;
-  uint8_t unused1;
-  uint32_t unused2;
+  uint8_t hostLength;  // of a host kept in hostText
+  uint32_t host;       // the address, or the host's number in hostIds
+  char hostText[kInlineHost];
 };
-static_assert(sizeof(Visitor) == 32);
-constexpr uint8_t kHasPage = 1;     // the open visit has an entry page
+static_assert(sizeof(Visitor) == 64);
+constexpr uint8_t kHasPage = 1;      // the open visit has an entry page
 constexpr uint8_t kAddressHost = 2;  // host holds an IPv4 address
+constexpr uint8_t kInlineHostText = 4;  // the host is in hostText
 
-// The visitor table's memory: zeroed pages straight from the system, asked
-// for as huge pages, since every hit reads one slot at random and small
-// pages would make most of those reads miss the address cache as well.
-class SlotArray {
- public:
-  SlotArray() = default;
-  SlotArray(const SlotArray&) = delete;
-  SlotArray& operator=(const SlotArray&) = delete;
-  ~SlotArray() { Release(); }
-  void Swap(SlotArray& other) {
-    std::swap(slots_, other.slots_);
-    std::swap(size_, other.size_);
-    std::swap(mapped_, other.mapped_);
-    std::swap(mappedBytes_, other.mappedBytes_);
-  }
-  // Makes n empty slots; ends the process with status 1 when refused.
-  void Make(size_t n) {
-    Release();
-    constexpr size_t kHuge = 2 << 20;
-    mappedBytes_ = n * sizeof(Visitor) + kHuge;
-    mapped_ = mmap(nullptr, mappedBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
-                   -1, 0);
-    if (mapped_ == MAP_FAILED) exit(1);
-    uintptr_t start = (reinterpret_cast<uintptr_t>(mapped_) + kHuge - 1) & ~(kHuge - 1);
-    madvise(reinterpret_cast<void*>(start), n * sizeof(Visitor), MADV_HUGEPAGE);
-    slots_ = reinterpret_cast<Visitor*>(start);
-    size_ = n;
-  }
-  void Release() {
-    if (mapped_) munmap(mapped_, mappedBytes_);
-    mapped_ = nullptr;
-    slots_ = nullptr;
-    size_ = 0;
-  }
-  size_t size() const { return size_; }
-  bool empty() const { return size_ == 0; }
-  Visitor& operator[](size_t i) { return slots_[i]; }
-  Visitor* begin() { return slots_; }
-  Visitor* end() { return slots_ + size_; }
+using SlotArray = HugeSlots<Visitor>;
 
- private:
-  Visitor* slots_ = nullptr;
-  size_t size_ = 0;
-  void* mapped_ = nullptr;
-  size_t mappedBytes_ = 0;
-};
-
-// The host as one visitor-table key: an address or a host number.
+// The host as one visitor-table key: an address, a short name, or the
+// number of a long one.
 struct HostKey {
-  bool isAddress;
-  uint32_t value;  // the address, or the host's number in hostIds
+  uint8_t kind;    // kAddressHost, kInlineHostText or 0 for a numbered host
+  uint32_t value;  // the address, or the host's number once looked up
+  uint32_t hash;
+  std::string_view text;  // the host as logged, while the hit lasts
 };
 
 struct SideFigures {
@@ -114,30 +79,46 @@ struct SideFigures {
   double bytes = 0;
 };
 
+// The list hashes of what a browser text is, worked out on its first hit.
+struct AgentKeys {
+  bool made = false;
+  uint32_t browser = 0, system = 0, robot = 0;
+  int32_t robotId = -1;  // the family's number in robotIds, -1 for people
+};
+
+// A status code's list text and hash, made on the code's first hit.
+struct StatusKey {
+  char text[4];
+  uint32_t hash;  // 0 until made
+};
+constexpr int kStatusKeys = 1000;  // codes 0 to 999; others are keyed per hit
+
 // What PrepareAudienceHit worked out for the hit about to be counted.
 struct Prepared {
   const LogHit* hit = nullptr;
   uint32_t agentId = 0;
   HostKey host{};
   uint64_t visitorHash = 0;
+  bool isPage = false;
+  ItemKey pageKey{};
 };
 
 struct AudienceState {
   Prepared prepared;
+  PassResults* results = nullptr;
   bool visitors = false, pages = false, statusCodes = false, families = false, robots = false;
   bool pagesIgnoreCase = false;
   bool showQuery = false;
   ListInfo* info[7] = {};
   SlotArray visitorTable;  // a power of two long, or empty
   size_t visitorCount = 0;
-  std::unordered_map<std::string, uint32_t> hostIds;  // hosts that are not addresses
-  std::unordered_map<std::string, uint32_t> pageIds;
-  std::vector<const std::string*> pageNames;  // keys of pageIds by index
-  std::vector<SideFigures> pageFigures;
-  std::unordered_map<std::string, SideFigures> robotFigures;
-  long bytes = 0;
-  std::string key;  // reused for every lookup
-  char page[kWorkSize] = {};
+  TextIds hostIds;  // hosts that are not addresses
+  TextIds pageIds;  // by the pages list's comparison and hash
+  std::vector<SideFigures> pageFigures;  // by page number
+  std::vector<AgentKeys> agentKeys;      // by browser text number
+  TextIds robotIds;
+  std::vector<SideFigures> robotFigures;  // by robot family number
+  StatusKey statusKeys[kStatusKeys] = {};
 };
 
 AudienceState m;
@@ -148,40 +129,29 @@ void AddTo(ItemList** list, int info, const char* text, bool ignoreCase = false)
   add_item(list, m.info[info], text, nullptr, nullptr, ignoreCase ? 1 : 0);
 }
 
-// The side tables' key: the list's text, folded when the list ignores case.
-const std::string& SideKey(const char* text, bool fold) {
-  m.key.assign(text);
-  if (fold)
-    for (char& c : m.key) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-  return m.key;
+// The key of a text whose hash was made for its list before.
+ItemKey KnownKey(const char* text, uint32_t length, uint32_t hash, bool ignoreCase) {
+  int fold = ignoreCase ? 1 : 0;
+  return ItemKey{text, length, hash, fold, fold};
 }
 
-SideFigures& Side(std::unordered_map<std::string, SideFigures>& table, const char* text,
-                  bool fold) {
-  const std::string& key = SideKey(text, fold);
-  auto found = table.find(key);
-  if (found != table.end()) return found->second;
-  m.bytes += static_cast<long>(sizeof(SideFigures) + key.size() + 64);
-  return table.emplace(key, SideFigures{}).first->second;
+void AddKnown(ItemList** list, int info, const char* text, uint32_t hash) {
+  add_item_key(list, m.info[info], KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false),
+               nullptr, nullptr);
 }
 
-// The index of a page's list text (a new one for a text not seen yet).
-uint32_t PageIndex(const char* page) {
-  const std::string& key = SideKey(page, m.pagesIgnoreCase);
-  auto found = m.pageIds.find(key);
-  if (found != m.pageIds.end()) return found->second;
-  uint32_t index = static_cast<uint32_t>(m.pageNames.size());
-  auto added = m.pageIds.emplace(key, index).first;
-  m.pageNames.push_back(&added->first);
-  m.pageFigures.push_back({});
-  m.bytes += static_cast<long>(sizeof(SideFigures) + 2 * sizeof(void*) + key.size() + 64);
-  return index;
+uint32_t ListHash(const char* text, size_t length, bool ignoreCase) {
+  return MakeItemKey(nullptr, text, length, ignoreCase ? 1 : 0).hash;
 }
 
 // Ends a visitor's open visit: its exit page and its length.
 void EndVisit(Visitor& v, PassResults* r) {
   if (m.pages && (v.flags & kHasPage)) {
-    AddTo(&r->exitPages, 2, m.pageNames[v.lastPage]->c_str(), m.pagesIgnoreCase);
+    uint32_t id = v.lastPage;
+    add_item_key(&r->exitPages, m.info[2],
+                 KnownKey(m.pageIds.Text(id), m.pageIds.Length(id), m.pageIds.Hash(id),
+                          m.pagesIgnoreCase),
+                 nullptr, nullptr);
     ++r->visitEnds;
   }
   r->visitSeconds += static_cast<double>(v.last) - v.visitStart;
@@ -210,28 +180,31 @@ bool PackAddress(std::string_view text, uint32_t* address) {
   return at == text.size();
 }
 
-// A host that is not an address is numbered on first sight, so that the
-// visitor table compares numbers only and its slots stay small.
-HostKey KeyOfHost(const char* hostText) {
+// The host's hash, and its address when it is one; the hosts table's slot
+// for a name is requested, to be read by NumberHost.
+HostKey HashHost(const char* hostText) {
   std::string_view text(hostText ? hostText : "");
   if (text.size() > 255) text = text.substr(0, 255);  // hosts are cut at 243 before this
-  HostKey key{true, 0};
-  if (PackAddress(text, &key.value)) return key;
-  key.isAddress = false;
-  m.key.assign(text);
-  auto found = m.hostIds.find(m.key);
-  if (found != m.hostIds.end()) {
-    key.value = found->second;
-  } else {
-    key.value = static_cast<uint32_t>(m.hostIds.size());
-    m.hostIds.emplace(m.key, key.value);
-    m.bytes += static_cast<long>(sizeof(uint32_t) + m.key.size() + 64);
+  HostKey key{kAddressHost, 0, 0, text};
+  if (PackAddress(text, &key.value)) {
+    key.hash = static_cast<uint32_t>((key.value * 0xD6E8FEB86659FD93ULL) >> 32);
+    return key;
   }
+  key.hash = TextHash(text.data(), text.size());
+  key.kind = text.size() <= kInlineHost ? kInlineHostText : 0;
+  if (!key.kind) m.hostIds.Prefetch(key.hash);
   return key;
 }
 
-uint64_t VisitorHash(const HostKey& host, uint32_t agent) {
-  uint64_t h = (host.value * 0xD6E8FEB86659FD93ULL) ^ (host.isAddress ? 0x5851F42D4C957F2DULL : 0);
+// A host too long for the visitor's slot is numbered on first sight.
+void NumberHost(HostKey* key) {
+  if (!key->kind)
+    key->value = m.hostIds.Find(key->text.data(), static_cast<uint32_t>(key->text.size()),
+                                key->hash, false);
+}
+
+uint64_t VisitorHash(uint8_t hostKind, uint32_t hostHash, uint32_t agent) {
+  uint64_t h = (hostHash * 0xD6E8FEB86659FD93ULL) ^ (hostKind * 0x5851F42D4C957F2DULL);
   h ^= agent * 0x9E3779B97F4A7C15ULL;
   h ^= h >> 29;
   h *= 0xBF58476D1CE4E5B9ULL;
@@ -241,10 +214,12 @@ uint64_t VisitorHash(const HostKey& host, uint32_t agent) {
 
 uint32_t TagOf(uint64_t hash) { return static_cast<uint32_t>(hash >> 32) | 1; }
 
-HostKey HostOf(const Visitor& v) { return {(v.flags & kAddressHost) != 0, v.host}; }
+constexpr uint8_t kHostKinds = kAddressHost | kInlineHostText;
 
 bool SameHost(const Visitor& v, const HostKey& host) {
-  return v.host == host.value && ((v.flags & kAddressHost) != 0) == host.isAddress;
+  if ((v.flags & kHostKinds) != host.kind) return false;
+  if (host.kind != kInlineHostText) return v.host == host.value;
+  return v.hostLength == host.text.size() && memcmp(v.hostText, host.text.data(), v.hostLength) == 0;
 }
 
 // Doubles the table (or makes its first 4096 slots).
@@ -255,17 +230,16 @@ void GrowVisitors() {
   m.visitorTable.Make(size);
   for (const Visitor& v : old) {
     if (!v.tag) continue;
-    size_t at = VisitorHash(HostOf(v), v.agent) & (size - 1);
+    size_t at = VisitorHash(v.flags & kHostKinds, v.hostHash, v.agent) & (size - 1);
     while (m.visitorTable[at].tag) at = (at + 1) & (size - 1);
     m.visitorTable[at] = v;
   }
-  m.bytes += static_cast<long>((size - old.size()) * sizeof(Visitor));
 }
 
 // Requests the slot where a visitor's search starts, so that the wait for
 // memory overlaps the hit's other counting.
 uint64_t PrefetchVisitor(const HostKey& host, uint32_t agent) {
-  uint64_t hash = VisitorHash(host, agent);
+  uint64_t hash = VisitorHash(host.kind, host.hash, agent);
   if (!m.visitorTable.empty())
     __builtin_prefetch(&m.visitorTable[hash & (m.visitorTable.size() - 1)]);
   return hash;
@@ -290,14 +264,26 @@ Visitor& FindVisitor(const HostKey& host, uint32_t agent, uint64_t hash, bool* i
   v.tag = tag;
   v.agent = agent;
   v.lastDay = -1;
-  v.flags = host.isAddress ? kAddressHost : 0;
+  v.flags = host.kind;
   v.host = host.value;
+  v.hostHash = host.hash;
+  if (host.kind == kInlineHostText) {
+    v.hostLength = static_cast<uint8_t>(host.text.size());
+    memcpy(v.hostText, host.text.data(), host.text.size());
+  }
   ++m.visitorCount;
   return v;
 }
 
-void CountVisit(const LogHit* hit, const HostKey& host, uint32_t agent, uint64_t hash,
-                const char* page, uint32_t pageIndex, PassResults* r) {
+// A page view of the hit: its key in the pages lists and its number.
+struct PageView {
+  ItemKey key;
+  uint32_t id;
+};
+
+void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
+                const PageView* page, PassResults* r) {
+  NumberHost(&host);
   bool isNew = false;
   Visitor& v = FindVisitor(host, agent, hash, &isNew);
   int day = hit->tm.tm_yday;
@@ -327,28 +313,74 @@ void CountVisit(const LogHit* hit, const HostKey& host, uint32_t agent, uint64_t
     ++r->visitTotals.pages;
     if (m.pages) {
       if (!(v.flags & kHasPage)) {
-        AddTo(&r->entryPages, 1, page, m.pagesIgnoreCase);
+        add_item_key(&r->entryPages, m.info[1], page->key, nullptr, nullptr);
         v.flags |= kHasPage;
       }
-      v.lastPage = pageIndex;
+      v.lastPage = page->id;
     }
   }
 }
 
-uint32_t CountPage(const LogHit* hit, const char* page, PassResults* r) {
-  AddTo(&r->pages, 0, page, m.pagesIgnoreCase);
+// Counts a page view in the pages list and its bytes beside it.
+void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
+  bool added = false;
+  page->id = m.pageIds.Find(page->key.text, page->key.length, page->key.hash, m.pagesIgnoreCase,
+                            &added);
+  if (added) m.pageFigures.push_back({});
+  add_item_key(&r->pages, m.info[0], page->key, nullptr, nullptr);
   ++r->pageViews;
-  uint32_t index = PageIndex(page);
-  m.pageFigures[index].bytes += static_cast<uint32_t>(hit->bytes);
-  return index;
+  m.pageFigures[page->id].bytes += static_cast<uint32_t>(hit->bytes);
 }
 
-// The hit's page text as Top URLs would list it, or null for a file.
-const char* PageOf(const LogHit* hit) {
-  if (!IsPageUrl(hit->url)) return nullptr;
-  ll::CopyText(m.page, hit->url);
-  if (!m.showQuery) TruncateCGI(m.page);
-  return m.page;
+// The key of the hit's page text as Top URLs would list it (the URL up to
+// its query unless queries are shown), when the URL is a page; the slots
+// where it will be counted are requested.
+bool PageOf(const LogHit* hit, ItemKey* key) {
+  if (!IsPageUrl(hit->url)) return false;
+  const char* url = hit->url;
+  size_t length = !m.pages ? 0 : m.showQuery ? strlen(url) : strcspn(url, "?\"");
+  if (m.pages) {
+    *key = MakeItemKey(nullptr, url, length, m.pagesIgnoreCase ? 1 : 0);
+    m.pageIds.Prefetch(key->hash);
+    PrefetchItemSlot(m.results->pages, *key);
+  }
+  return true;  // an empty text ("?query") is a page view that no list shows
+}
+
+void CountStatus(const LogHit* hit, PassResults* r) {
+  int code = hit->status;
+  if (code < 0 || code >= kStatusKeys) {
+    char text[16];
+    snprintf(text, sizeof text, "%d", code);
+    AddTo(&r->statusCodes, 3, text);
+  } else {
+    StatusKey& k = m.statusKeys[code];
+    if (!k.hash) {
+      snprintf(k.text, sizeof k.text, "%d", code);
+      k.hash = ListHash(k.text, strlen(k.text), false);
+    }
+    AddKnown(&r->statusCodes, 3, k.text, k.hash);
+  }
+  ++r->statusHits;
+}
+
+// The list hashes and the robot number of a browser text, made once.
+const AgentKeys& KeysOfAgent(uint32_t id, const AgentClass& what) {
+  if (id >= m.agentKeys.size()) m.agentKeys.resize(id + 1);
+  AgentKeys& k = m.agentKeys[id];
+  if (k.made) return k;
+  k.made = true;
+  k.browser = ListHash(what.browser, strlen(what.browser), false);
+  k.system = ListHash(what.system, strlen(what.system), false);
+  if (what.robot[0]) {
+    size_t length = strlen(what.robot);
+    k.robot = ListHash(what.robot, length, false);
+    bool added = false;
+    k.robotId = static_cast<int32_t>(m.robotIds.Find(what.robot, static_cast<uint32_t>(length),
+                                                     TextHash(what.robot, length), false, &added));
+    if (added) m.robotFigures.push_back({});
+  }
+  return k;
 }
 
 }  // namespace
@@ -378,6 +410,7 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
     init_list(&r->operatingSystems, &m.info[5], "Operating Systems");
   }
   if (m.robots) init_list(&r->robots, &m.info[6], "Robots");
+  m.results = r;
 }
 
 void PrepareAudienceHit(const LogHit* hit, const char* loggedHost) {
@@ -385,9 +418,10 @@ void PrepareAudienceHit(const LogHit* hit, const char* loggedHost) {
   p.hit = hit;
   p.agentId = m.families || m.visitors || m.pages || m.robots ? AgentId(hit->agent) : 0;
   if (m.visitors || m.pages) {
-    p.host = KeyOfHost(loggedHost);
+    p.host = HashHost(loggedHost);
     p.visitorHash = PrefetchVisitor(p.host, p.agentId);
   }
+  if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, &p.pageKey);
 }
 
 void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedHost,
@@ -396,34 +430,36 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
   m.prepared.hit = nullptr;
   bool byAgent = m.families || m.visitors || m.pages || m.robots;
   uint32_t agentId = m.prepared.agentId;
-  const HostKey& host = m.prepared.host;
+  HostKey& host = m.prepared.host;
   uint64_t visitorHash = m.prepared.visitorHash;
-  if (m.statusCodes) {
-    char code[16];
-    snprintf(code, sizeof code, "%d", static_cast<int>(hit->status));
-    AddTo(&r->statusCodes, 3, code);
-    ++r->statusHits;
-  }
+  // The page's node is requested while the hit's other figures are counted.
+  if (m.pages && m.prepared.isPage) PrefetchItemNode(r->pages, m.prepared.pageKey);
+  if (m.statusCodes) CountStatus(hit, r);
   if (!byAgent) return;
   const AgentClass* agent = nullptr;
-  if (m.families || m.robots) agent = &ClassifyAgentId(agentId);
+  const AgentKeys* keys = nullptr;
+  if (m.families || m.robots) {
+    agent = &ClassifyAgentId(agentId);
+    keys = &KeysOfAgent(agentId, *agent);
+  }
   if (m.families) {
-    AddTo(&r->browserFamilies, 4, agent->browser);
-    AddTo(&r->operatingSystems, 5, agent->system);
+    AddKnown(&r->browserFamilies, 4, agent->browser, keys->browser);
+    AddKnown(&r->operatingSystems, 5, agent->system, keys->system);
     ++r->agentHits;
   }
   if (!m.visitors && !m.pages && !m.robots) return;
-  const char* page = PageOf(hit);
-  if (m.robots && agent->robot[0]) {
-    AddTo(&r->robots, 6, agent->robot);
+  PageView page{m.prepared.pageKey, 0};
+  bool isPage = m.prepared.isPage;
+  if (m.robots && keys->robotId >= 0) {
+    AddKnown(&r->robots, 6, agent->robot, keys->robot);
     ++r->robotHits;
-    SideFigures& f = Side(m.robotFigures, agent->robot, false);
-    if (page) ++f.pages;
+    SideFigures& f = m.robotFigures[keys->robotId];
+    if (isPage) ++f.pages;
     f.bytes += static_cast<uint32_t>(hit->bytes);
     return;  // people only from here on
   }
-  uint32_t pageIndex = m.pages && page ? CountPage(hit, page, r) : 0;
-  CountVisit(hit, host, agentId, visitorHash, page, pageIndex, r);
+  if (m.pages && isPage) CountPage(hit, &page, r);
+  CountVisit(hit, host, agentId, visitorHash, isPage ? &page : nullptr, r);
 }
 
 void AudienceFinish(PassResults* r) {
@@ -438,38 +474,62 @@ void AudienceFree(PassResults* r) {
     *list = nullptr;
   }
   for (ListInfo*& info : m.info) info = nullptr;
+  m.results = nullptr;
+  m.prepared = {};
   m.visitorTable.Release();
   m.visitorCount = 0;
-  m.hostIds = {};
-  m.pageIds = {};
-  m.pageNames = {};
+  m.hostIds.Clear();
+  m.pageIds.Clear();
   m.pageFigures = {};
+  m.agentKeys = {};
+  m.robotIds.Clear();
   m.robotFigures = {};
-  m.bytes = 0;
+  for (StatusKey& k : m.statusKeys) k = {};
   AgentsReset();
 }
 
+// The extension is what the file-type filter finds in the URL's first 243
+// characters: from the last '.' after the last '/', up to any query.
 bool IsPageUrl(const char* url) {
-  static constexpr const char* kPageTypes[] = {".html", ".htm", ".shtml", ".php", ".asp",
-                                               ".aspx", ".jsp",  ".cgi",   ".pl"};
-  char type[kWorkSize];
-  ll::CopyText(type, url);
-  TruncateFileType(type);
-  if (type[0] == 0) return true;
+  static constexpr const char* kPageTypes[] = {"html", "htm", "shtml", "php", "asp",
+                                               "aspx", "jsp", "cgi",   "pl"};
+  size_t end = strnlen(url, kWorkSize - 1);
+  if (const void* query = memchr(url, '?', end))
+    end = static_cast<size_t>(static_cast<const char*>(query) - url);
+  size_t dot = end;
+  while (dot > 0 && url[dot - 1] != '/' && url[dot - 1] != '.') --dot;
+  if (dot == 0 || url[dot - 1] == '/') return true;  // no extension
+  size_t length = end - dot;
+  if (length < 2 || length > 5) return false;
+  char type[8] = {};
+  for (size_t i = 0; i < length; ++i) {
+    unsigned char c = static_cast<unsigned char>(url[dot + i]);
+    type[i] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+  }
   for (const char* known : kPageTypes)
-    if (strcasecmp(type, known) == 0) return true;
+    if (strcmp(type, known) == 0) return true;
   return false;
 }
 
 double PageBytes(const char* page) {
-  auto found = m.pageIds.find(SideKey(page, m.pagesIgnoreCase));
-  return found == m.pageIds.end() ? 0 : m.pageFigures[found->second].bytes;
+  size_t length = strlen(page);
+  int64_t id = m.pageIds.Lookup(page, static_cast<uint32_t>(length),
+                                ListHash(page, length, m.pagesIgnoreCase), m.pagesIgnoreCase);
+  return id < 0 ? 0 : m.pageFigures[id].bytes;
 }
 
 void RobotFigures(const char* family, int32_t* pages, double* bytes) {
-  auto found = m.robotFigures.find(SideKey(family, false));
-  *pages = found == m.robotFigures.end() ? 0 : found->second.pages;
-  *bytes = found == m.robotFigures.end() ? 0 : found->second.bytes;
+  size_t length = strlen(family);
+  int64_t id = m.robotIds.Lookup(family, static_cast<uint32_t>(length),
+                                 TextHash(family, length), false);
+  *pages = id < 0 ? 0 : m.robotFigures[id].pages;
+  *bytes = id < 0 ? 0 : m.robotFigures[id].bytes;
 }
 
-long AudienceMemoryBytes() { return m.bytes + AgentsMemoryBytes(); }
+long AudienceMemoryBytes() {
+  return static_cast<long>(m.visitorTable.Bytes()) + m.hostIds.Bytes() + m.pageIds.Bytes() + m.robotIds.Bytes() +
+         static_cast<long>(m.pageFigures.capacity() * sizeof(SideFigures) +
+                           m.robotFigures.capacity() * sizeof(SideFigures) +
+                           m.agentKeys.capacity() * sizeof(AgentKeys)) +
+         AgentsMemoryBytes();
+}

@@ -1,99 +1,37 @@
-// Account authentication: internal addresses, account passwords and the
-// passwords file.
-
-#include <arpa/inet.h>
+// Account passwords and the passwords file (internal clients: see their pages).
 #include <crypt.h>
 
-#include <cstring>
-#include <map>
-#include <string>
-
 #include "access/auth.h"
-#include "analysis/dns_cache.h"
 #include "support/fixtures.h"
 
 namespace {
 
-using testing_support::TempDir;
-
-// A scripted name service: answers from a table and counts the questions.
-std::map<uint32_t, std::string> gNames;
-int gQuestions = 0;
-
-char* ScriptedLookup(uint32_t address, void*) {
-  ++gQuestions;
-  auto it = gNames.find(address);
-  return it == gNames.end() ? nullptr : strdup(it->second.c_str());
-}
-
-TEST(InternalAddress, EntriesMatchAnywhereAndNamesAreAskedForOnlyWhenNeeded) {
-  StatsFields settings;
-  DestroyDNSCache();
-  ReverseResolver resolver{ScriptedLookup, nullptr};
-  SetReverseResolver(&resolver);
-  gNames[inet_addr("198.51.100.7")] = "ws1.intranet";
-  const std::string x300(300, 'x'), x243(243, 'x'), x242(242, 'x');
-  const struct {
-    std::string list, host, addr;
-    int local, questions;  // questions asked so far
-  } cases[] = {
-      {"10.", "10.1.2.3", "10.1.2.3", 1, 0}, {"10.", "", "192.10.1.2", 1, 0},  // a substring, not a prefix
-      {"10.", "172.16.0.1", "172.16.0.1", 0, 0}, {"", "10.1.2.3", "10.1.2.3", 0, 0},
-      {"192.168.,10.", "h", "10.0.0.9", 1, 0}, {"10.,", "203.0.113.5", "203.0.113.5", 1, 0},  // an empty entry admits all
-      {",10.", "203.0.113.5", "203.0.113.5", 1, 0}, {"10.,,11.", "203.0.113.5", "203.0.113.5", 1, 0},
-      {".intranet", "198.51.100.7", "198.51.100.7", 1, 1}, {".intranet", "ws2.intranet", "198.51.100.8", 1, 1},
-      {".intranet", "198.51.100.9", "198.51.100.9", 0, 2}, {".intranet,198.51.", "198.51.100.9", "", 1, 2},
-      {x300, x243, "", 1, 2}, {x300, x242, "", 0, 2},  // entries are cut at 243 characters
-  };
-  for (const auto& c : cases) {
-    settings.internalIp.set(c.list.c_str());
-    EXPECT_EQ(LocalIP(&settings, c.host.c_str(), c.addr.c_str()), c.local) << c.list.substr(0, 20) << " " << c.host.substr(0, 20);
-    EXPECT_EQ(gQuestions, c.questions) << c.list << " " << c.host;
-  }
-  DestroyDNSCache();
-  SetReverseResolver(nullptr);
-}
-
-class AuthTest : public SettingsTest {
- protected:
-  // What a session of user/password comes to: "granted", or the page's
-  // error number; with the error log's line.
-  std::string Session(const char* user, const char* password, const char* accountPassword = "") {
-    settings.username.set(user);
-    settings.password.set(password);
-    settings.accountPassword.set(accountPassword);
-    const auto r = front_test::RunInChild([&] {
-      ValidateSession(&settings, &env);
-      printf("granted");
-    });
-    const size_t at = r.out.find("Loglantern Error #");
-    return at == std::string::npos ? r.out : r.out.substr(at + 18, r.out.find(':', at) - at - 18);
-  }
-  TempDir dir;
-};
-
+// What a session of user, password and account password comes to: "granted",
+// or the error number of the page it ends with.
+using AuthTest = SettingsTest;
 TEST_F(AuthTest, AccountPasswordThenPasswordsFileLinesPlainStarOrCrypt) {
-  EXPECT_EQ(Session("ann", "anything"), "granted");  // no passwords file: an open account
-  const std::string des = crypt("secret", "ab"), sha = crypt("s3cret", "$6$abcdefgh$");
-  testing_support::WriteFile(dir.file("passwords"),
-                             "# comment line\n; ann:*\nann:*:Ann's account\nbob:Plain\r\ncarol:" + des + ":x\ndave:" + sha +
-                                 "\nfay:first\nfay:second\n" + std::string(243, 'z') + "gil:pw\nhal:pw\n");
-  settings.userPasswords.set(dir.file("passwords").c_str());
-  const struct {
-    const char *user, *password, *account, *result;
-  } cases[] = {
-      {"ANN", "", "", "granted"}, {"bob", "PLAIN", "", "granted"},  // plain passwords ignore case
-      {"bob", "Plai", "", "2"}, {"carol", "secret", "", "granted"}, {"carol", "Secret", "", "2"},
-      {"dave", "s3cret", "", "granted"}, {"dave", "s3cre", "", "2"}, {"erin", "", "", "2"},
-      {"an", "", "", "2"},  // the name must be followed by ':'
-      {"fay", "first", "", "granted"}, {"fay", "second", "", "2"},  // only a user's first line counts
-      {"gil", "pw", "", "2"}, {"hal", "pw", "", "granted"},  // a long line's rest is dropped, never read as a line
-      {"bob", "SECRET", "Secret", "granted"}, {"bob", "whatever", "*", "granted"}, {"bob", "Plain", "Secret", "2"},
+  testing_support::TempDir dir;
+  testing_support::WriteFile(dir.file("passwords"), "# comment line\n; ann:*\nann:*:Ann's account\nbob:Plain\r\ncarol:" +
+                                                        std::string(crypt("secret", "ab")) + ":x\nfay:first\nfay:second\n" +
+                                                        std::string(243, 'z') + "gil:pw\nhal:pw\n");
+  const std::tuple<const char*, const char*, const char*, const char*, const char*> cases[] = {
+      {"", "ann", "anything", "", "granted"},  // no passwords file: an open account
+      {"passwords", "ANN", "", "", "granted"}, {"passwords", "bob", "PLAIN", "", "granted"},  // plain passwords ignore case
+      {"passwords", "carol", "secret", "", "granted"}, {"passwords", "carol", "Secret", "", "2"}, {"passwords", "erin", "", "", "2"},
+      {"passwords", "an", "", "", "2"},  // the name must be followed by ':'
+      {"passwords", "fay", "second", "", "2"},  // only a user's first line counts
+      {"passwords", "gil", "pw", "", "2"}, {"passwords", "hal", "pw", "", "granted"},  // a long line's rest is never a line
+      {"passwords", "bob", "SECRET", "Secret", "granted"}, {"passwords", "bob", "x", "*", "granted"},
+      {"passwords", "bob", "Plain", "Secret", "2"}, {"system", "ann", "x", "", "10"},  // no such file
   };
-  for (const auto& c : cases) EXPECT_EQ(Session(c.user, c.password, c.account), c.result) << c.user << ":" << c.password;
-  settings.userPasswords.set(dir.file("system").c_str());  // no such file
   settings.errorLog.set(dir.file("errors.log").c_str());
-  EXPECT_EQ(Session("ann", "x"), "10");
+  for (const auto& [file, user, password, account, result] : cases) {
+    settings.userPasswords.set(*file ? dir.file(file).c_str() : "");
+    settings.username.set(user), settings.password.set(password), settings.accountPassword.set(account);
+    const auto r = front_test::RunInChild([&] { ValidateSession(&settings, &env), printf("granted"); });
+    const size_t at = r.out.find("Loglantern Error #");
+    EXPECT_EQ(at == std::string::npos ? r.out : r.out.substr(at + 18, r.out.find(':', at) - at - 18), result) << user << ":" << password;
+  }
   EXPECT_NE(testing_support::ReadFile(dir.file("errors.log")).find("] Could not open passwords file "), std::string::npos);
 }
 

@@ -1,7 +1,5 @@
 // Counting rules of the visitor, visit and page sections, checked through
 // the whole analysis pass over small logs.
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -9,17 +7,9 @@
 #include "analysis/analysis.h"
 #include "analysis/audience.h"
 #include "analysis/pass_results.h"
-#include "analysis/smart_memory.h"
-#include "base/globals.h"
-#include "cgi/cgi_env.h"
-#include "settings/stats_fields.h"
-#include "superlog/superlog.h"
-#include "support/test_support.h"
+#include "support/fixtures.h"
 
 namespace {
-
-using testing_support::TempDir;
-using testing_support::WriteFile;
 
 struct Hit {
   const char* host;
@@ -28,161 +18,100 @@ struct Hit {
   const char* agent;  // "-" for none
 };
 
-std::string LogOf(const std::vector<Hit>& hits) {
-  std::string log;
-  char line[512];
-  for (const Hit& h : hits) {
-    int day = h.second / 86400 + 1, rest = h.second % 86400;
-    snprintf(line, sizeof line,
-             "%s - - [%02d/Jan/2024:%02d:%02d:%02d +0000] \"GET %s HTTP/1.0\" 200 10 \"-\" \"%s\"\n",
-             h.host, day, rest / 3600, rest / 60 % 60, rest % 60, h.url, h.agent);
-    log += line;
-  }
-  return log;
-}
+constexpr const char* kFirefox = "Mozilla/5.0 (X11; Linux x86_64; rv:123.0) Gecko/20100101 Firefox/123.0";
+constexpr const char* kChrome = "Mozilla/5.0 (Windows NT 10.0; Win64; x64) AppleWebKit/537.36 (KHTML, like Gecko) Chrome/122.0.0.0";
+constexpr const char* kBot = "Googlebot/2.1 (+http://www.google.com/bot.html)";
 
-// Runs the pass over hits with visitors, pages and (when asked) robots on,
-// and keeps what the sections need from its results.
-struct Counted {
-  int32_t visitors, visits, pages, hits;
-  int32_t firstDayVisits, secondDayVisitors;
-  double seconds;
+class Audience : public SettingsTest {
+ protected:
+  // Runs the pass over a log of the hits with visitors, pages and (when
+  // asked) robots on; keeps the totals, the first two days and the summed
+  // length of the visits.
+  void Count(const std::vector<Hit>& hits, bool robots = false) {
+    testing_support::TempDir dir;
+    std::string log;
+    char line[512];
+    for (const Hit& h : hits) {
+      const int rest = h.second % 86400;
+      snprintf(line, sizeof line, "%s - - [%02d/Jan/2024:%02d:%02d:%02d +0000] \"GET %s HTTP/1.0\" 200 10 \"-\" \"%s\"\n",
+               h.host, h.second / 86400 + 1, rest / 3600, rest / 60 % 60, rest % 60, h.url, h.agent);
+      log += line;
+    }
+    testing_support::WriteFile(dir.file("access.log"), log);
+    Reset();
+    AnalysisResetForTesting();
+    settings.find.set("/"), settings.subdirs = 1;
+    settings.dateStart.set("01012024"), settings.dateEnd.set("01022024");
+    settings.logs.set(dir.file("*.log").c_str());
+    settings.visitors.show = settings.pages.show = 1, settings.robots.show = robots;
+    PassResults* r = RunAnalysisPass(&settings);
+    ASSERT_NE(r, nullptr);
+    totals = r->visitTotals, day0 = r->visitDays[0], day1 = r->visitDays[1], seconds = r->visitSeconds;
+    FreeAnalysisPass();
+  }
+  PassResults::VisitFigures totals{}, day0{}, day1{};
+  double seconds = 0;
 };
 
-Counted Count(const std::vector<Hit>& hits, bool robots = false) {
-  TempDir dir;
-  WriteFile(dir.file("access.log"), LogOf(hits));
-  StatsFields settings;
-  CgiEnv env;
-  initialize(&settings, &env);
-  ResetGlobalsForTesting();
-  SuperLog_ResetForTesting();
-  smart_memory_reset_for_testing();
-  AnalysisResetForTesting();
-  settings.find.set("/");
-  settings.subdirs = 1;
-  settings.dateStart.set("01012024");
-  settings.dateEnd.set("01022024");
-  std::string logs = dir.file("*.log");
-  settings.logs.set(logs.data(), logs.size());
-  settings.visitors.show = settings.pages.show = 1;
-  settings.robots.show = robots ? 1 : 0;
-  PassResults* r = RunAnalysisPass(&settings);
-  EXPECT_NE(r, nullptr);
-  if (!r) return {};
-  Counted c{r->visitTotals.visitors, r->visitTotals.visits, r->visitTotals.pages,
-            r->visitTotals.hits,     r->visitDays[0].visits, r->visitDays[1].visitors,
-            r->visitSeconds};
-  FreeAnalysisPass();
-  SuperLog_ResetForTesting();
-  return c;
-}
-
-constexpr const char* kFirefox = "Mozilla/5.0 (X11; Linux x86_64; rv:123.0) Gecko/20100101 Firefox/123.0";
-constexpr const char* kChrome =
-    "Mozilla/5.0 (Windows NT 10.0; Win64; x64) AppleWebKit/537.36 (KHTML, like Gecko) "
-    "Chrome/122.0.0.0 Safari/537.36";
-
-TEST(Visits, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
-  struct Case {
-    const char* name;
+// One host and browser; a visit is counted on the day it starts, its
+// visitor on each day seen.
+TEST_F(Audience, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
+  const struct {
     std::vector<int> seconds;
     int32_t visits;
     double length;  // summed visit lengths
   } cases[] = {
-      {"one hit", {0}, 1, 0},
-      {"exactly 30 minutes", {0, 1800}, 1, 1800},
-      {"one second more", {0, 1801}, 2, 0},
-      {"short steps add up", {0, 1000, 2800, 4600}, 1, 4600},
-      {"back after an hour", {0, 60, 3661}, 2, 60},
-      {"over midnight", {86400 - 600, 86400 + 600}, 1, 1200},
+      {{0}, 1, 0}, {{0, 1800}, 1, 1800}, {{0, 1801}, 2, 0}, {{0, 1000, 2800, 4600}, 1, 4600},  // short steps add up
+      {{0, 60, 3661}, 2, 60}, {{86400 - 600, 86400 + 600}, 1, 1200},  // over midnight
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     std::vector<Hit> hits;
     for (int s : c.seconds) hits.push_back({"10.0.0.1", s, "/", kFirefox});
-    Counted got = Count(hits);
-    EXPECT_EQ(got.visitors, 1) << c.name;
-    EXPECT_EQ(got.visits, c.visits) << c.name;
-    EXPECT_EQ(got.seconds, c.length) << c.name;
+    Count(hits);
+    EXPECT_EQ((std::vector<double>{double(totals.visitors), double(totals.visits), seconds, double(day0.visits), double(day1.visitors)}),
+              (std::vector<double>{1, double(c.visits), c.length, double(c.visits), c.seconds.back() > 86400 ? 1.0 : 0.0})) << c.seconds.back();
   }
-  // A visit is counted on the day it starts; its visitor on each day seen.
-  Counted midnight = Count({{"10.0.0.1", 86400 - 600, "/", kFirefox},
-                            {"10.0.0.1", 86400 + 600, "/", kFirefox}});
-  EXPECT_EQ(midnight.firstDayVisits, 1);
-  EXPECT_EQ(midnight.secondDayVisitors, 1);
 }
 
-TEST(Visitors, AVisitorIsOneHostWithOneBrowserText) {
-  struct Case {
-    const char* name;
+TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
+  const std::string com = "a-long-host-name-beyond-twenty.example.com", org = com.substr(0, com.size() - 3) + "org";
+  const struct {
     std::vector<Hit> hits;
     int32_t visitors;
-    bool robots;
+    bool robots;  // robots kept apart
   } cases[] = {
-      {"same host, same browser", {{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kFirefox}}, 1, false},
-      {"same host, two browsers", {{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kChrome}}, 2, false},
-      {"no browser text is a text", {{"10.0.0.1", 0, "/", "-"}, {"10.0.0.1", 5, "/", kFirefox}}, 2, false},
-      {"two hosts, one browser", {{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.2", 5, "/", kFirefox}}, 2, false},
-      {"hosts compare as logged",
-       {{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.01", 5, "/", kFirefox}, {"10.0.0.1", 7, "/", kFirefox}},
-       2, false},
-      {"host names compare whole",
-       {{"a.example.com", 0, "/", kFirefox}, {"a.example.co", 5, "/", kFirefox},
-        {"a-long-host-name-beyond-twenty.example.com", 9, "/", kFirefox},
-        {"a-long-host-name-beyond-twenty.example.org", 9, "/", kFirefox}},
-       4, false},
-      {"robots kept apart",
-       {{"10.0.0.1", 0, "/", kFirefox},
-        {"66.249.66.1", 5, "/", "Googlebot/2.1 (+http://www.google.com/bot.html)"}},
-       1, true},
-      {"robots counted when not asked for",
-       {{"10.0.0.1", 0, "/", kFirefox},
-        {"66.249.66.1", 5, "/", "Googlebot/2.1 (+http://www.google.com/bot.html)"}},
-       2, false},
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kFirefox}}, 1, false},
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kChrome}}, 2, false},  // two browsers
+      {{{"10.0.0.1", 0, "/", "-"}, {"10.0.0.1", 5, "/", kFirefox}}, 2, false},     // no browser text is a text
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.01", 5, "/", kFirefox}, {"10.0.0.1", 7, "/", kFirefox}}, 2, false},
+      {{{"a.example.com", 0, "/", kFirefox}, {"a.example.co", 5, "/", kFirefox}, {com.c_str(), 9, "/", kFirefox},
+        {org.c_str(), 9, "/", kFirefox}, {com.c_str(), 12, "/", kFirefox}}, 4, false},  // long hosts met again
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 1, true},
+      {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 2, false},
   };
-  for (const Case& c : cases) {
-    Counted got = Count(c.hits, c.robots);
-    EXPECT_EQ(got.visitors, c.visitors) << c.name;
-    EXPECT_EQ(got.visits, c.visitors) << c.name;
+  for (const auto& c : cases) {
+    Count(c.hits, c.robots);
+    EXPECT_EQ(std::make_pair(totals.visitors, totals.visits), std::make_pair(c.visitors, c.visitors)) << c.hits.back().host << c.robots;
   }
 }
 
-TEST(Pages, APageEndsInASlashHasNoExtensionOrAPageExtension) {
-  struct Case {
-    const char* url;
-    bool page;
-  } cases[] = {
-      {"/", true},
-      {"/docs/", true},
-      {"/about", true},
-      {"/index.html", true},
-      {"/INDEX.HTM", true},
-      {"/a.shtml", true},
-      {"/search.php?q=logo.png", true},
-      {"/default.aspx", true},
-      {"/app.jsp", true},
-      {"/form.cgi", true},
-      {"/tool.PL", true},
-      {"/old.asp", true},
-      {"/v1.2/notes", true},
-      {"/img/logo.png", false},
-      {"/style.css", false},
-      {"/app.js", false},
-      {"/file.tar.gz", false},
-      {"/page.html.bak", false},
-      {"/favicon.ico?v=2", false},
+// The pass counts page views by the same rule, and every hit as a hit.
+TEST_F(Audience, APageEndsInASlashHasNoExtensionOrAPageExtension) {
+  const std::pair<const char*, bool> cases[] = {
+      {"/", true}, {"/docs/", true}, {"/about", true}, {"/INDEX.HTM", true}, {"/a.shtml", true}, {"/search.php?q=logo.png", true},
+      {"/default.aspx", true}, {"/app.jsp", true}, {"/form.cgi", true}, {"/tool.PL", true}, {"/old.asp", true}, {"/v1.2/notes", true},
+      {"/img/logo.png", false}, {"/app.js", false}, {"/file.tar.gz", false}, {"/page.html.bak", false}, {"/favicon.ico?v=2", false},
   };
   std::vector<Hit> hits;
   int pages = 0;
-  for (const Case& c : cases) {
-    EXPECT_EQ(IsPageUrl(c.url), c.page) << c.url;
-    hits.push_back({"10.0.0.1", static_cast<int>(hits.size()), c.url, kFirefox});
-    pages += c.page;
+  for (const auto& [url, page] : cases) {
+    EXPECT_EQ(IsPageUrl(url), page) << url;
+    hits.push_back({"10.0.0.1", static_cast<int>(hits.size()), url, kFirefox});
+    pages += page;
   }
-  // The pass counts page views by the same rule, and every hit as a hit.
-  Counted got = Count(hits);
-  EXPECT_EQ(got.pages, pages);
-  EXPECT_EQ(got.hits, static_cast<int32_t>(hits.size()));
+  Count(hits);
+  EXPECT_EQ(totals.pages, pages);
+  EXPECT_EQ(totals.hits, static_cast<int32_t>(hits.size()));
 }
 
 }  // namespace

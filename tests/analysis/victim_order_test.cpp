@@ -1,14 +1,12 @@
-// ListNextVictim against a direct computation of the reclamation order:
-// counting, taking victims (with and without a protected node) and removing
-// nodes out of turn are interleaved at random, and every victim must be the
-// lowest node by (count, text) of the list as it stands.
+// ListNextVictim against a direct computation of the reclamation order: counting, taking victims (with
+// and without a protected node) and removing nodes out of turn are interleaved at random, and every
+// victim must be the lowest node by (count, text) of the list as it stands.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "analysis/list.h"
 
@@ -19,8 +17,7 @@ struct Model {
   std::map<std::string, std::pair<std::string, int>> items;  // folded -> spelling, count
 
   std::string Key(std::string s) const {
-    if (ignoreCase)
-      for (char& c : s) c = (c >= 'A' && c <= 'Z') ? c + 32 : c;
+    for (char& c : s) c = (ignoreCase && c >= 'A' && c <= 'Z') ? c + 32 : c;
     return s;
   }
   // The lowest spelling by (count, text under the list's comparison), but `skip`.
@@ -50,16 +47,13 @@ TEST(VictimOrder, FollowsCountThenTextThroughCountingAndRemoval) {
     int distinct;           // texts to draw from
   } cases[] = {{false, 8, 300}, {true, 8, 300}, {false, 50, 2000}, {true, 1, 60}, {false, 4096, 300}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "ignoreCase " << c.ignoreCase << " queue "
-                                    << c.minimumQueue << " distinct " << c.distinct);
+    SCOPED_TRACE(testing::Message() << "ignoreCase " << c.ignoreCase << " queue " << c.minimumQueue << " distinct " << c.distinct);
     ListSetMinimumVictimQueueForTesting(c.minimumQueue);
     std::mt19937 rng(c.distinct + c.ignoreCase);
     ItemList* list = nullptr;
     Model model{c.ignoreCase, {}};
     // Shared long prefixes, and capitals that only an ignore-case list folds.
-    auto text = [](int i) {
-      return (i % 3 ? "/archive/section/" : "/Archive/") + std::to_string(i * 7919 % 1000) + (i % 5 ? "" : "/A");
-    };
+    auto text = [](int i) { return (i % 3 ? "/archive/section/" : "/Archive/") + std::to_string(i * 7919 % 1000) + (i % 5 ? "" : "/A"); };
     auto anyItem = [&] { return std::next(model.items.begin(), static_cast<long>(rng() % model.items.size())); };
     for (int step = 0; step < 4000; ++step) {
       const int roll = static_cast<int>(rng() % 100);
@@ -67,9 +61,8 @@ TEST(VictimOrder, FollowsCountThenTextThroughCountingAndRemoval) {
         const int r = static_cast<int>(rng() % c.distinct);
         const std::string t = text(static_cast<int>(r * (rng() % 100) / 100));
         add_item(&list, nullptr, t.c_str(), nullptr, nullptr, c.ignoreCase);
-        auto& item = model.items[model.Key(t)];
-        if (item.first.empty()) item.first = t;
-        item.second++;
+        auto& [spelling, count] = model.items[model.Key(t)];
+        spelling = spelling.empty() ? t : spelling, count++;
       } else if (roll < 99) {  // a reclamation: a few victims, sometimes with a protected node
         std::string skip;
         if (roll % 3 == 0 && !model.items.empty()) skip = anyItem()->second.first;

@@ -1,9 +1,7 @@
 // A slow, obviously right wildcard matcher and the consistency check that
-// the unit tests and the fuzz target run on the real one.
-//
-// The reference is the backtracking algorithm written out plainly: no memo
-// table, no limits, so it is only fed short inputs.  The real matcher must
-// give the same answer on every input the reference can afford.
+// the unit tests and the fuzz target run on the real one.  The reference is
+// the backtracking algorithm written out plainly: no memo table, no limits,
+// so it is only fed short inputs, on which the real one must agree.
 #pragma once
 
 #include <cstring>
@@ -19,12 +17,7 @@ struct Matcher {
   // Moves past the rest of a group from just after one of its characters,
   // counting nesting from depth 1; stops after the closing ")" or at the end.
   static const char* PastGroup(const char* p) {
-    int depth = 1;
-    while (*p && depth > 0) {
-      if (*p == '(') depth++;
-      if (*p == ')') depth--;
-      p++;
-    }
+    for (int depth = 1; *p && depth > 0; p++) depth += (*p == '(') - (*p == ')');
     return p;
   }
 
@@ -58,36 +51,19 @@ struct Matcher {
         lbrace++;
         while (true) {
           if (Do(t, p + 1) == 1) return 1;
+          // The next "|" or the closing ")" of this group.
           const char* end = p + 1;
-          if (*end != '|' && *end != ')') {
-            int depth = 1;
-            while (*end) {
-              if (*end == '(') depth++;
-              if (*end == ')') depth--;
-              if (depth == 0) break;
-              if (*end == '|' && depth == 1) break;
-              end++;
-            }
-          }
-          if (*end == ')') {
-            lbrace--;
-            return 0;
-          }
+          for (int depth = 1; *end && !((*end == '|' || *end == ')') && depth == 1); end++) depth += (*end == '(') - (*end == ')');
+          if (*end == ')') { lbrace--; return 0; }
           if (*end == 0) return -1;
           p = end;
         }
       }
       if (*p == '[') {
-        bool negate = false;
-        if (p[1] == '^') {
-          negate = true;
-          p++;
-        }
+        const bool negate = p[1] == '^';
+        if (negate) p++;
         bool matched = false;
-        if (p[1] == ']' || p[1] == '-') {
-          p++;
-          if (*p == *t) matched = true;
-        }
+        if (p[1] == ']' || p[1] == '-') matched = *++p == *t;
         signed char last = (signed char)*p;
         p++;
         while (*p != 0 && *p != ']') {
@@ -95,9 +71,7 @@ struct Matcher {
             signed char lo = last, hi = (signed char)p[1], c = (signed char)*t;
             if (c >= lo && c <= hi) matched = true;
             p++;
-          } else if (*p == *t) {
-            matched = true;
-          }
+          } else if (*p == *t) matched = true;
           last = (signed char)*p;
           p++;
         }
@@ -121,14 +95,8 @@ struct Matcher {
   }
 };
 
-inline int ReferenceDoMatch(const char* text, const char* pattern) {
-  Matcher m;
-  return m.Do(text, pattern);
-}
-
 inline std::string Lower(std::string s) {
-  for (char& c : s)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  for (char& c : s) c = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
   return s;
 }
 
@@ -138,27 +106,17 @@ constexpr size_t kReferenceLimit = 16;
 // Runs the real matcher on one input, "pattern\ntext" (a NUL ends either
 // part early), and returns what was wrong, or "" when every answer agrees.
 inline std::string CheckWildmatInput(const char* data, size_t size) {
-  std::string in(data, size);
-  size_t cut = in.find('\n');
-  std::string pattern = in.substr(0, cut);
-  std::string text = cut == std::string::npos ? "" : in.substr(cut + 1);
-  pattern = pattern.c_str();
-  text = text.c_str();
-
-  int r = DoMatch(text.c_str(), pattern.c_str());
+  const std::string in(data, size);
+  const size_t cut = in.find('\n');
+  const std::string pattern = in.substr(0, cut).c_str(), text = cut == std::string::npos ? "" : in.substr(cut + 1).c_str();
+  const int r = DoMatch(text.c_str(), pattern.c_str());
   if (r < -1 || r > 1) return "DoMatch gave " + std::to_string(r);
-  int expected = pattern == "*" ? 0 : (r == 1 ? 0 : 1);
-  if (super_wildmat(pattern.c_str(), text.c_str()) != expected)
-    return "super_wildmat disagrees with DoMatch";
-  int folded = super_wildmat(Lower(pattern).c_str(), Lower(text).c_str());
-  if (super_wildmati(pattern.c_str(), text.c_str()) != folded)
+  if (super_wildmat(pattern.c_str(), text.c_str()) != (pattern == "*" || r == 1 ? 0 : 1)) return "super_wildmat disagrees with DoMatch";
+  if (super_wildmati(pattern.c_str(), text.c_str()) != super_wildmat(Lower(pattern).c_str(), Lower(text).c_str()))
     return "super_wildmati disagrees with super_wildmat on folded copies";
-  if (pattern.size() <= kReferenceLimit && text.size() <= kReferenceLimit) {
-    int want = ReferenceDoMatch(text.c_str(), pattern.c_str());
-    if (want != r)
-      return "DoMatch gave " + std::to_string(r) + ", the reference " + std::to_string(want);
-  }
-  return "";
+  if (pattern.size() > kReferenceLimit || text.size() > kReferenceLimit) return "";
+  const int want = Matcher().Do(text.c_str(), pattern.c_str());
+  return want == r ? "" : "DoMatch gave " + std::to_string(r) + ", the reference " + std::to_string(want);
 }
 
 }  // namespace wildmat_reference

@@ -1,7 +1,5 @@
-// What a hostile request or a hostile file in the site's folders can make
-// the whole program do: choose the files it reads, hang it, flood its
-// memory, forge error-log lines.
-// The runs that used to hang are guarded by the test's CTest TIMEOUT.
+// What a hostile request or file in the site's folders can make the whole program do: choose the
+// files it reads, hang it (such runs end under the test's TIMEOUT), flood its memory, forge log lines.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -18,25 +16,25 @@ namespace fs = std::filesystem;
 using namespace testing_support;
 using Env = std::map<std::string, std::string>;
 
-const std::string kLogLine = "1.2.3.4 - - [01/Jan/2000:10:00:00 +0000] \"GET /a.html HTTP/1.0\" 200 10\n";
 const std::string kReport = "username=ann&date=01012000%2C01022000";
 
 bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 class RequestLimits : public ::testing::Test {
  protected:
-  void SetUp() override {
+  void SetUp() override { Logs(); }
+  void Logs() {  // logs/ with one log
+    fs::remove_all(dir.file("logs"));
     fs::create_directory(dir.file("logs"));
-    WriteFile(dir.file("logs/access.log"), kLogLine);
+    WriteFile(dir.file("logs/access.log"), "1.2.3.4 - - [01/Jan/2000:10:00:00 +0000] \"GET /a.html HTTP/1.0\" 200 10\n");
   }
   RunResult Post(const std::string& body, Env env = {}) { return PostToLoglantern(body, env, dir.path()); }
   RunResult Run(const std::vector<std::string>& words, Env env = {}) { return RunLoglantern(words, env, "", dir.path()); }
   // An account over logs/*.log, with extra configuration lines and items.
   void Config(const std::string& globals, const std::string& items = "") {
-    WriteFile(dir.file("loglantern.conf"), globals + "user=ann;password=*;url=http://h;logs=" + dir.file("logs") +
-                                               "/*.log" + items + "\n");
+    WriteFile(dir.file("loglantern.conf"),
+              globals + "user=ann;password=*;url=http://h;logs=" + dir.file("logs") + "/*.log" + items + "\n");
   }
-
   TempDir dir;
 };
 
@@ -47,27 +45,20 @@ TEST_F(RequestLimits, WebRequestNamesFilesOnlyInTheirOwnFolder) {
   fs::create_directory(dir.file("sub"));
   WriteFile(dir.file("sub/other.conf"), "RemoteDebugEnabled=1\nuser=ann;password=*\n");
   WriteFile(dir.file("loglantern.conf"), "RemoteDebugEnabled=1\n");
-  const struct {
-    std::string body, shown;  // posted with the query string remotedebug; the file shown
-  } cases[] = {
-      {"config=other.conf", "other.conf"},
-      {"config=ot=her.conf", "other.conf"},  // the extra '=' goes first
-      {"config=sub%2Fother.conf", "loglantern.conf"},
-      {"config=" + dir.file("other.conf"), "loglantern.conf"},
-      {"config=..%2F" + fs::path(dir.path()).filename().string() + "%2Fother.conf", "loglantern.conf"},
-      {"config=.other.conf", "loglantern.conf"},
-      {"config==/dev/stdin", "loglantern.conf"},
-      {"config=%2Fdev%2Fstdin", "loglantern.conf"},
+  const std::string up = "..%2F" + fs::path(dir.path()).filename().string() + "%2Fother.conf";
+  const std::pair<std::string, std::string> cases[] = {  // posted config=, the file shown
+      {"other.conf", "other.conf"}, {"ot=her.conf", "other.conf"},  // the extra '=' goes first
+      {"sub%2Fother.conf", "loglantern.conf"}, {dir.file("other.conf"), "loglantern.conf"}, {up, "loglantern.conf"},
+      {".other.conf", "loglantern.conf"}, {"=/dev/stdin", "loglantern.conf"}, {"%2Fdev%2Fstdin", "loglantern.conf"},
   };
-  for (const auto& c : cases) {
-    const RunResult r = Post(c.body, {{"QUERY_STRING", "remotedebug"}});
-    EXPECT_TRUE(Contains(r.out, "Configuration filename=" + c.shown + "<p>")) << c.body << "\n" << r.out;
+  for (const auto& [name, shown] : cases) {
+    const RunResult r = Post("config=" + name, {{"QUERY_STRING", "remotedebug"}});
+    EXPECT_TRUE(Contains(r.out, "Configuration filename=" + shown + "<p>")) << name << "\n" << r.out;
   }
   // Argument words of a CGI run obey the same rule; a shell run does not.
   EXPECT_TRUE(Contains(Run({"config=sub/other.conf"}, {{"QUERY_STRING", "remotedebug"}}).out,
                        "Configuration filename=loglantern.conf<p>"));
   EXPECT_TRUE(Contains(Run({"config=sub/other.conf", "username=ann"}).out, "Error #4:"));  // its account
-
   // summary: from the form only inside the logs folder; from the account anywhere.
   fs::create_directory(dir.file("elsewhere"));
   Config("");
@@ -86,47 +77,37 @@ TEST_F(RequestLimits, OnlyRegularFilesAreOpened) {
   ASSERT_EQ(mkfifo(dir.file("fifo").c_str(), 0600), 0);
   const std::string couldNot = "ERROR: couldn't open log file " + dir.file("logs/");
   const struct {
-    std::string globals, items;
-    std::vector<std::string> words;  // shell words besides the report's
-    std::string setUp;               // a special file to plant in logs/
-    std::string expected;
+    std::string globals, items, word, planted, expected;  // configuration lines, account items, shell word, file in logs/
   } cases[] = {
       // A configuration that cannot be opened falls back to loglantern.conf.
-      {"", "", {"config=/dev/zero"}, "", "HTTP Requests:"},
-      {"", "", {"config=fifo"}, "", "HTTP Requests:"},
-      {"", "", {"config=logs"}, "", "HTTP Requests:"},
-      {"UserPasswords=" + dir.file("zero") + "\n", ";password=", {}, "", "Error #10:"},
-      {"UserPasswords=" + dir.file("fifo") + "\n", ";password=", {}, "", "Error #10:"},
-      {"ErrorLog=" + dir.file("fifo") + "\n", "", {"username=bob"}, "", "Error #2:"},
-      {"Networks=" + dir.file("zero") + "\n", ";domaintypes=1", {}, "", "Types Of Domains"},
-      {"", "", {}, "fifo.log", couldNot + "fifo.log.<p>"},
-      {"", "", {}, "zero.log", couldNot + "zero.log.<p>"},
-      {"", "", {}, "folder.log", couldNot + "folder.log.<p>"},
-      {"", ";summary=zero", {}, "zero.LGS", "HTTP Requests:"},
+      {"", "", "config=/dev/zero", "", "HTTP Requests:"},
+      {"", "", "config=fifo", "", "HTTP Requests:"},
+      {"", "", "config=logs", "", "HTTP Requests:"},
+      {"UserPasswords=" + dir.file("zero") + "\n", ";password=", "", "", "Error #10:"},
+      {"UserPasswords=" + dir.file("fifo") + "\n", ";password=", "", "", "Error #10:"},
+      {"ErrorLog=" + dir.file("fifo") + "\n", "", "username=bob", "", "Error #2:"},
+      {"Networks=" + dir.file("zero") + "\n", ";domaintypes=1", "", "", "Types Of Domains"},
+      {"", "", "", "fifo.log", couldNot + "fifo.log.<p>"},
+      {"", "", "", "zero.log", couldNot + "zero.log.<p>"},
+      {"", "", "", "folder.log", couldNot + "folder.log.<p>"},
+      {"", ";summary=zero", "", "zero.LGS", "HTTP Requests:"},
   };
   for (const auto& c : cases) {
     Config(c.globals, c.items);
-    fs::remove_all(dir.file("logs"));
-    fs::create_directory(dir.file("logs"));
-    WriteFile(dir.file("logs/access.log"), kLogLine);
-    const std::string planted = dir.file("logs/" + c.setUp);
-    if (c.setUp == "fifo.log") {
-      ASSERT_EQ(mkfifo(planted.c_str(), 0600), 0);
-    }
-    if (c.setUp.rfind("zero", 0) == 0) {
-      ASSERT_EQ(symlink("/dev/zero", planted.c_str()), 0);
-    }
-    if (c.setUp == "folder.log") fs::create_directory(planted);
+    Logs();
+    const std::string planted = dir.file("logs/" + c.planted);
+    if (c.planted == "fifo.log") mkfifo(planted.c_str(), 0600);
+    if (c.planted.rfind("zero", 0) == 0) symlink("/dev/zero", planted.c_str());
+    if (c.planted == "folder.log") fs::create_directory(planted);
     std::vector<std::string> words = {"username=ann", "date=01012000,01022000"};
-    words.insert(words.end(), c.words.begin(), c.words.end());
+    if (!c.word.empty()) words.push_back(c.word);
     const RunResult r = Run(words);
     EXPECT_EQ(r.exitStatus, 0);
-    EXPECT_TRUE(Contains(r.out, c.expected)) << c.globals << c.items << c.setUp << "\n" << r.out.substr(0, 3000);
+    EXPECT_TRUE(Contains(r.out, c.expected)) << c.globals << c.items << c.planted << "\n" << r.out.substr(0, 3000);
   }
-  // The remote-debugging display of a configuration that is a device.
-  Config("RemoteDebugEnabled=1\n");
-  const RunResult r = Post("config=zero", {{"QUERY_STRING", "remotedebug"}});
-  EXPECT_TRUE(Contains(r.out, "Configuration filename=zero<p>\nError! Could not open the configuration file!"));
+  Config("RemoteDebugEnabled=1\n");  // the remote-debugging display of a configuration that is a device
+  EXPECT_TRUE(Contains(Post("config=zero", {{"QUERY_STRING", "remotedebug"}}).out,
+                       "Configuration filename=zero<p>\nError! Could not open the configuration file!"));
 }
 
 // The body is read only up to 64 KiB, and its fields one at a time.
@@ -142,12 +123,9 @@ TEST_F(RequestLimits, LongBodiesAreRefusedOrCheap) {
   EXPECT_TRUE(Contains(Post(flood + "&username=bo").out, "Error #2:"));
   getrusage(RUSAGE_CHILDREN, &flooded);
   EXPECT_LT(flooded.ru_maxrss - small.ru_maxrss, 8 * 1024) << "kB more at the peak";
-
-  std::string padded = "username=ann&pad=";
-  padded.resize(65536, 'x');
-  EXPECT_TRUE(Contains(Post(padded).out, "Error #4:"));  // read: the account has no url
-  padded += 'x';
-  EXPECT_TRUE(Contains(Post(padded).out, "Error #2:"));  // refused: no account named
+  const std::string padded = "username=ann&pad=" + std::string(65536 - 17, 'x');
+  EXPECT_TRUE(Contains(Post(padded).out, "Error #4:"));        // read: the account has no url
+  EXPECT_TRUE(Contains(Post(padded + 'x').out, "Error #2:"));  // refused: no account named
 }
 
 // Control bytes of request values (decoded, in names too) cannot forge or

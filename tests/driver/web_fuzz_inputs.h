@@ -1,14 +1,11 @@
-// Entry points of the fuzz targets for what a web client or a site's files
-// feed the program; each returns a described broken invariant, or "".  Files
-// live in the working folder and fuzzed file names lose their '/' bytes, so
-// that no input can read or write outside it.
+// Entry points of the fuzz targets for what a web client or a site's files feed the program; each
+// returns a described broken invariant, or "".  Files live in the working folder and fuzzed file
+// names lose their '/' bytes, so that no input can read or write outside it.
 #pragma once
 
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -30,33 +27,25 @@ namespace web_fuzz_inputs {
 
 // The input cut at "\n--\n" into at most n parts (missing parts are empty).
 inline std::vector<std::string> Parts(const unsigned char* data, size_t size, size_t n) {
-  std::string text(reinterpret_cast<const char*>(data), size);
+  const std::string text(reinterpret_cast<const char*>(data), size);
   std::vector<std::string> parts;
   size_t start = 0;
-  while (parts.size() + 1 < n) {
-    const size_t end = text.find("\n--\n", start);
-    if (end == std::string::npos) break;
+  for (size_t end; parts.size() + 1 < n && (end = text.find("\n--\n", start)) != std::string::npos; start = end + 4)
     parts.push_back(text.substr(start, end - start));
-    start = end + 4;
-  }
   parts.push_back(text.substr(std::min(start, text.size())));
   parts.resize(n);
   return parts;
 }
 
 inline void Write(const char* name, const std::string& text) {
-  if (FILE* f = fopen(name, "wb")) {
-    fwrite(text.data(), 1, text.size(), f);
-    fclose(f);
-  }
+  if (FILE* f = fopen(name, "wb")) fwrite(text.data(), 1, text.size(), f), fclose(f);
 }
 
 inline std::string ReadAll(const char* name) {
   std::string text;
-  if (FILE* f = fopen(name, "rb")) {
-    for (int c; (c = getc(f)) != EOF;) text += static_cast<char>(c);
-    fclose(f);
-  }
+  FILE* f = fopen(name, "rb");
+  for (int c; f && (c = getc(f)) != EOF;) text += static_cast<char>(c);
+  if (f) fclose(f);
   return text;
 }
 
@@ -71,20 +60,14 @@ inline void PrepareRequest(const unsigned char* data, size_t size) {
   std::replace(p[3].begin(), p[3].end(), '/', '_');
   Write("loglantern.conf", p[3]);
   Write("body", p[2]);
-  for (const char* name : {"QUERY_STRING", "REMOTE_ADDR", "REMOTE_HOST", "CONTENT_LENGTH", "REQUEST_METHOD"}) {
-    unsetenv(name);
-  }
   setenv("REQUEST_METHOD", "POST", 1);  // always a CGI run
   setenv("QUERY_STRING", p[0].c_str(), 1);
   setenv("REMOTE_HOST", NoLookup(p[1]).c_str(), 1);
   setenv("REMOTE_ADDR", p[1].c_str(), 1);
   setenv("CONTENT_LENGTH", std::to_string(p[2].size()).c_str(), 1);
   if (!freopen("body", "rb", stdin)) abort();
-  ResetGlobalsForTesting();
-  ResetExtraTextRanksForTesting();
-  ResetConfigReaderForTesting();
-  SuperLog_ResetForTesting();
-  AnalysisResetForTesting();
+  ResetGlobalsForTesting(), ResetExtraTextRanksForTesting(), ResetConfigReaderForTesting();
+  SuperLog_ResetForTesting(), AnalysisResetForTesting();
 }
 
 inline std::string CheckPage(const std::string& page) {
@@ -98,13 +81,10 @@ inline std::string RunPasswords(const unsigned char* data, size_t size) {
   StatsFields settings;
   CgiEnv env;
   initialize(&settings, &env);
-  settings.username.set(p[0].c_str());
-  settings.password.set("secret");
-  settings.internalIp.set(p[1].c_str());
-  settings.userPasswords.set("passwords");
+  settings.username.set(p[0].c_str()), settings.password.set("secret");
+  settings.internalIp.set(p[1].c_str()), settings.userPasswords.set("passwords");
   Write("passwords", p[3]);
-  const std::string host = NoLookup(p[2]);
-  const int local = LocalIP(&settings, host.c_str(), p[2].c_str());
+  const int local = LocalIP(&settings, NoLookup(p[2]).c_str(), p[2].c_str());
   const int verified = VerifyPassword(&settings, &env);
   EndLoglanternCleanup(&settings);
   if ((local != 0 && local != 1) || (verified != 0 && verified != 1)) return "an answer other than 0 or 1";

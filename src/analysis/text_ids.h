@@ -1,0 +1,123 @@
+// Numbers for texts: each distinct text gets the next number, from 0, and
+// keeps its copy.  An open-addressed table finds a text with one probe in
+// the common case; a slot is one cache line and holds a short text itself
+// (most hosts, pages and browser names), so finding a known short text
+// reads one line of memory.  Every text is also kept back to back in one
+// buffer.  Exact: the hash only finds candidates, the texts are compared.
+// Kept outside the memory ceiling (what is numbered must stay numbered).
+#pragma once
+
+#include <sys/mman.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+// Memory for a hash table that is read at random once per hit: zeroed pages
+// straight from the system, asked for as huge pages once the table is big
+// enough to pay for one, since small pages would make most of those reads
+// miss the address cache as well (and a request for a slot ahead of time
+// then comes too late).
+template <typename T>
+class HugeSlots {
+ public:
+  HugeSlots() = default;
+  HugeSlots(const HugeSlots&) = delete;
+  HugeSlots& operator=(const HugeSlots&) = delete;
+  ~HugeSlots() { Release(); }
+  void Swap(HugeSlots& other) {
+    std::swap(slots_, other.slots_);
+    std::swap(size_, other.size_);
+    std::swap(mapped_, other.mapped_);
+    std::swap(mappedBytes_, other.mappedBytes_);
+  }
+  // Makes n empty slots; ends the process with status 1 when refused.
+  void Make(size_t n) {
+    Release();
+    constexpr size_t kHuge = 2 << 20;
+    size_t bytes = n * sizeof(T);
+    mappedBytes_ = bytes + kHuge;
+    mapped_ = mmap(nullptr, mappedBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+                   -1, 0);
+    if (mapped_ == MAP_FAILED) exit(1);
+    uintptr_t start = (reinterpret_cast<uintptr_t>(mapped_) + kHuge - 1) & ~(kHuge - 1);
+    if (bytes >= kHuge / 8)
+      madvise(reinterpret_cast<void*>(start), (bytes + kHuge - 1) & ~(kHuge - 1), MADV_HUGEPAGE);
+    slots_ = reinterpret_cast<T*>(start);
+    size_ = n;
+  }
+  void Release() {
+    if (mapped_) munmap(mapped_, mappedBytes_);
+    mapped_ = nullptr;
+    slots_ = nullptr;
+    size_ = 0;
+  }
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  T& operator[](size_t i) { return slots_[i]; }
+  const T& operator[](size_t i) const { return slots_[i]; }
+  T* begin() { return slots_; }
+  T* end() { return slots_ + size_; }
+  const T* begin() const { return slots_; }
+  const T* end() const { return slots_ + size_; }
+  size_t Bytes() const { return size_ * sizeof(T); }
+
+ private:
+  T* slots_ = nullptr;
+  size_t size_ = 0;
+  void* mapped_ = nullptr;
+  size_t mappedBytes_ = 0;
+};
+
+class TextIds {
+ public:
+  // The number of text (length bytes, none of them needed to be NUL), which
+  // is added when new (*added tells, when given).  hash is the caller's hash
+  // of the text; equal texts must have equal hashes.  With fold, texts that
+  // differ only in ASCII case are one text (the first spelling is kept), and
+  // hash must be made accordingly.
+  uint32_t Find(const char* text, uint32_t length, uint32_t hash, bool fold,
+                bool* added = nullptr);
+  // Requests the slot where finding a text of this hash starts.
+  void Prefetch(uint32_t hash) const {
+    if (!slots_.empty()) __builtin_prefetch(&slots_[hash & (slots_.size() - 1)]);
+  }
+  // The number of text, or -1 when it was never added.
+  int64_t Lookup(const char* text, uint32_t length, uint32_t hash, bool fold) const;
+
+  // A numbered text, NUL-terminated; valid until the next new text.
+  const char* Text(uint32_t id) const { return texts_.data() + entries_[id].offset; }
+  uint32_t Length(uint32_t id) const { return entries_[id].length; }
+  uint32_t Hash(uint32_t id) const { return entries_[id].hash; }
+
+  size_t size() const { return entries_.size(); }
+  long Bytes() const;
+  void Clear();
+
+ private:
+  struct Entry {
+    uint32_t offset;
+    uint32_t length;
+    uint32_t hash;
+  };
+  static constexpr uint32_t kInline = 52;
+  struct alignas(64) Slot {
+    uint32_t hash;
+    uint32_t idPlusOne;  // 0: empty
+    uint32_t length;
+    char text[kInline];  // the text when it fits (not NUL-terminated)
+  };
+  static_assert(sizeof(Slot) == 64);
+  bool Same(const Slot& s, const char* text, uint32_t length, bool fold) const;
+  void Grow();
+
+  HugeSlots<Slot> slots_;  // a power of two long, or empty
+  std::vector<Entry> entries_;
+  std::vector<char> texts_;
+};
+
+// A fast 32-bit hash of a text, for tables of TextIds whose texts are not
+// list items.
+uint32_t TextHash(const char* text, size_t length);
