@@ -10,7 +10,9 @@
 // starts only after the loop, except the keep-alive blanks of flushtoserver.
 // Counting in the big lists (URLs, referrers, domains) is bound by cache
 // misses on their tables and nodes, so a hit's keys for them are made first
-// and their memory requested before the other work of the hit (HitKeys).
+// and their memory requested before the other work of the hit (HitKeys);
+// without host lookups each hit is counted only after the next one is read
+// and keyed, so that the fetches overlap the reading (ReadLogCountingLate).
 #include "analysis/analysis.h"
 
 #include <strings.h>
@@ -66,10 +68,20 @@ enum LookupMode {
   kLookupForDomains = 2,   // the host filter is numeric: resolve only for the domain lists
 };
 
+// The browser tests of one distinct agent, remembered by its node in the
+// Browsers list so that they run once per agent rather than once per hit.
+struct AgentFlags {
+  const ListItem* node = nullptr;
+  bool msie = false;
+  bool netscape = false;
+};
+constexpr size_t kAgentMemoSize = 512;
+
 struct AnalysisState {
   PassResults results;
   ListInfo* info[kListCount] = {};
   size_t findLength = 0;
+  bool findIsPrefix = false;  // find is a plain prefix test of the URL itself
   bool anySectionCounts = false;
   bool audience = false;  // a section named by keyword is on
   bool hostFilterOn = false;
@@ -79,6 +91,8 @@ struct AnalysisState {
   char fileTypeWork[kWorkSize] = {};
   char referrerWork[kWorkSize] = {};
   char hostWork[kWorkSize] = {};
+  AgentFlags agentMemo[kAgentMemoSize] = {};  // by the node's address
+  int32_t agentMemoReclaimed = 0;  // the Browsers list's reclaimed nodes when the memo was valid
 };
 
 }  // namespace
@@ -170,6 +184,11 @@ void CompleteFindPattern(StatsFields* settings) {
     }
   }
   mPass.findLength = strlen(find);
+  // Below the root, find compares the URL's first findLength bytes, cut at
+  // the query unless shown; when find holds no character that cuts, that is
+  // a comparison of the URL's own first bytes.
+  mPass.findIsPrefix = settings->subdirs && !settings->findPattern &&
+                       (settings->showQuery || strcspn(find, "?\"") == mPass.findLength);
 }
 
 bool AnySectionCounts(const StatsFields* s) {
@@ -215,6 +234,11 @@ bool EqualsSetting(const char* value, const ll::FixedText<244>& setting) {
 // without a pattern, and at the query unless showquery).
 bool MatchesFind(const StatsFields* s, const char* url) {
   size_t limit = kWorkSize - 1;
+  if (mPass.findIsPrefix) {
+    const char* find = s->find.c_str();
+    return s->findCaseSensitive ? strncmp(url, find, mPass.findLength) == 0
+                                : strncasecmp(url, find, mPass.findLength) == 0;
+  }
   if (s->subdirs && !s->findPattern && mPass.findLength < limit) limit = mPass.findLength;
   ll::CopyText(mPass.urlWork, sizeof mPass.urlWork, url, strnlen(url, limit));
   if (!s->showQuery) TruncateCGI(mPass.urlWork);
@@ -250,11 +274,32 @@ void CountBadRequest(const StatsFields* s, const LogHit* hit) {
     AddItem(kBadReferrersList, hit->referrer, nullptr, false);
 }
 
+// "MSIE" anywhere counts for Microsoft; "Mozilla/" first without
+// "ompatible" anywhere for Netscape.
+AgentFlags TestAgent(const ListItem* node, const char* agent) {
+  return AgentFlags{node, MSIE(agent) != 0,
+                    strncmp(agent, "Mozilla/", 8) == 0 && !strstr(agent, "ompatible")};
+}
+
+// Counts an agent (not empty) in Browsers and in the browser families.
 void CountBrowser(const char* agent) {
-  if (MSIE(agent)) ++MsieCount;
-  if (strncmp(agent, "Mozilla/", 8) == 0 && !strstr(agent, "ompatible")) ++NavCount;
-  AddItem(kBrowsersList, agent, nullptr, false);
+  const size_t length = strnlen(agent, kWorkSize - 1);
+  ListInfo* info = mPass.info[kBrowsersList];
+  const ListItem* node = add_item_key(ListHead(kBrowsersList), info,
+                                      KeyFor(kBrowsersList, agent, length, false), nullptr, nullptr);
   ++mPass.results.browserHits;
+  // A node that smart memory freed may come back holding another agent.
+  const int32_t reclaimed = info ? info->reclaimed : 0;
+  if (reclaimed != mPass.agentMemoReclaimed) {
+    for (AgentFlags& f : mPass.agentMemo) f = AgentFlags{};
+    mPass.agentMemoReclaimed = reclaimed;
+  }
+  // The reader cuts every field at 243 characters, so the node's text is
+  // the whole agent and its tests are the agent's.
+  AgentFlags& flags = mPass.agentMemo[(reinterpret_cast<uintptr_t>(node) >> 4) % kAgentMemoSize];
+  if (flags.node != node) flags = TestAgent(node, agent);
+  if (flags.msie) ++MsieCount;
+  if (flags.netscape) ++NavCount;
 }
 
 // Domains count the host's domain (or network for an address); domain types
@@ -267,11 +312,13 @@ void CountBrowser(const char* agent) {
 // Only an IPv6 address keeps a ':' once the port is trimmed from the host.
 bool IsIpv6Host(const char* host) { return strchr(host, ':') != nullptr; }
 
-char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain) {
-  ll::CopyText(mPass.hostWork, host);
-  char* cut = mPass.hostWork;
+// Sets *ipv6 to whether the host is an IPv6 address.
+char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain, char* work, bool* ipv6) {
+  ll::CopyText(work, kWorkSize, host, strnlen(host, kWorkSize - 1));
+  char* cut = work;
+  *ipv6 = IsIpv6Host(work);
   if (s->domains.show) {
-    if (IsIpv6Host(cut)) {
+    if (*ipv6) {
       // an IPv6 address stays whole
     } else if (IPaddress(cut)) {
       TruncateIP(cut);
@@ -283,21 +330,21 @@ char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain) {
   return cut;
 }
 
-// Counts the domain and the domain type of a host cut by CutDomain.
-void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut) {
+// Counts the domain and the domain type of a host cut by CutDomain into work.
+void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut, char* work, bool ipv6) {
   if (s->domains.show) {
     AddKey(kDomainsList, domain);
     ++mPass.results.domainHits;
   }
   if (s->domainTypes.show) {
-    if (cut != mPass.hostWork) memmove(mPass.hostWork, cut, strlen(cut) + 1);
-    if (IsIpv6Host(mPass.hostWork)) {
-      ll::CopyText(mPass.hostWork, "UNKNOWN");
+    if (cut != work) memmove(work, cut, strlen(cut) + 1);
+    if (ipv6) {
+      ll::CopyText(work, kWorkSize, "UNKNOWN");
     } else {
-      TruncateDomain(mPass.hostWork, 1);
-      checkIP(mPass.hostWork);
+      TruncateDomain(work, 1);
+      checkIP(work);
     }
-    AddItem(kDomainTypesList, mPass.hostWork, nullptr, false);
+    AddItem(kDomainTypesList, work, nullptr, false);
     ++mPass.results.domainTypeHits;
   }
 }
@@ -372,6 +419,8 @@ struct HitKeys {
   ItemKey referrer{};
   ItemKey domain{};
   char* domainCut = nullptr;  // the domain's start in hostWork; null until cut
+  char* hostWork = nullptr;   // where the host is cut: its own buffer per hit in flight
+  bool hostIsIpv6 = false;    // known once the host is cut
 };
 
 void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
@@ -388,7 +437,7 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
   }
   // A host that a lookup may still replace is cut only when it is counted.
   if (mPass.lookupMode == kNoLookup && (s->domains.show || s->domainTypes.show) && hit->host) {
-    keys->domainCut = CutDomain(s, hit->host, &keys->domain);
+    keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork, &keys->hostIsIpv6);
     if (s->domains.show) PrefetchItemSlot(*ListHead(kDomainsList), keys->domain);
   }
 }
@@ -399,7 +448,38 @@ void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
   if (keys.domainCut && s->domains.show) PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
 }
 
-// Counts one hit of the report range into totals, lists and tables.
+// Makes the keys of a hit that passes the file types and counts it in the
+// totals.
+void KeyHit(const StatsFields* s, LogHit* hit, HitKeys* keys) {
+  MakeHitKeys(s, hit, keys);
+  ++mPass.results.totalHits;
+  SuperLongAdd(&mPass.results.totalBytes, static_cast<uint32_t>(hit->bytes));
+}
+
+// Counts a hit into the lists and tables once its keys are made (when its
+// file type passes).  Returns the resolved name that now stands as the
+// hit's host (the caller frees it), or null.
+char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, HitKeys* keys,
+                    bool fileTypePasses, bool nodesRequested) {
+  char* resolved = nullptr;
+  if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
+  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent);
+  if (fileTypePasses && !nodesRequested) PrefetchHitNodes(s, *keys);
+  if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
+    resolved = ResolveForDomains(s, hit);
+  if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host) {
+    if (!keys->domainCut) keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork, &keys->hostIsIpv6);
+    CountDomains(s, keys->domain, keys->domainCut, keys->hostWork, keys->hostIsIpv6);
+  }
+  if (fileTypePasses) CountTimes(s, hit->tm);
+  CountReferrer(s, hit->referrer, &keys->referrer, fileTypePasses);
+  if (fileTypePasses) CountUrl(s, &keys->url);
+  if (fileTypePasses && mPass.audience) CountAudienceHit(s, hit, loggedHost, &mPass.results);
+  return resolved;
+}
+
+// Counts one hit of the report range into totals, lists and tables, when
+// host names may be looked up.
 void CountHit(const StatsFields* s, LogHit* hit) {
   if (!PassesRequestFilters(s, hit)) return;
   const char* loggedHost = hit->host;  // a lookup below may replace hit->host
@@ -415,25 +495,61 @@ void CountHit(const StatsFields* s, LogHit* hit) {
     }
   }
   HitKeys keys;
-  if (fileTypePasses) {
-    MakeHitKeys(s, hit, &keys);
-    ++mPass.results.totalHits;
-    SuperLongAdd(&mPass.results.totalBytes, static_cast<uint32_t>(hit->bytes));
-  }
-  if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
-  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent);
-  if (fileTypePasses) PrefetchHitNodes(s, keys);
-  if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
-    resolved = ResolveForDomains(s, hit);
-  if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host) {
-    if (!keys.domainCut) keys.domainCut = CutDomain(s, hit->host, &keys.domain);
-    CountDomains(s, keys.domain, keys.domainCut);
-  }
-  if (fileTypePasses) CountTimes(s, hit->tm);
-  CountReferrer(s, hit->referrer, &keys.referrer, fileTypePasses);
-  if (fileTypePasses) CountUrl(s, &keys.url);
-  if (fileTypePasses && mPass.audience) CountAudienceHit(s, hit, loggedHost, &mPass.results);
+  keys.hostWork = mPass.hostWork;
+  if (fileTypePasses) KeyHit(s, hit, &keys);
+  char* domainName = CountKeyedHit(s, hit, loggedHost, &keys, fileTypePasses, false);
+  free(domainName);
   free(resolved);
+}
+
+// A hit read and keyed but not yet counted.
+struct PendingHit {
+  LogHit hit;
+  HitKeys keys;
+  bool fileTypePasses;
+  KeptLine line;
+  char hostWork[kWorkSize];
+};
+
+// Filters and keys a kept hit.  False when the filters drop it.
+bool PrepareHit(const StatsFields* s, PendingHit* p) {
+  if (!PassesRequestFilters(s, &p->hit)) return false;
+  p->fileTypePasses = FileTypePasses(s, p->hit.url);
+  p->keys = HitKeys{};
+  p->keys.hostWork = p->hostWork;
+  if (p->fileTypePasses) KeyHit(s, &p->hit, &p->keys);
+  return true;
+}
+
+void CountPendingHit(const StatsFields* s, PendingHit* p) {
+  if (mPass.audience) PrepareAudienceHit(&p->hit, p->hit.host);
+  CountKeyedHit(s, &p->hit, p->hit.host, &p->keys, p->fileTypePasses, true);
+}
+
+PendingHit mPending[2];  // the hit being counted and the one read after it
+
+// Reads one file of the report range, counting each hit one hit late:
+// the next hit is read and its table slots requested while the nodes of the
+// pending one are fetched, so that the waits for the tables overlap the
+// reading.  Hits are counted in the order of the file all the same.
+void ReadLogCountingLate(const StatsFields* settings) {
+  const ll::time32_t first = mPass.results.rangeFirst;
+  const ll::time32_t last = mPass.results.rangeLast;
+  PendingHit* pending = nullptr;
+  PendingHit* next = &mPending[0];
+  for (;;) {
+    if (pending && pending->fileTypePasses) PrefetchHitNodes(settings, pending->keys);
+    if (!SuperLog_ParseNextLine(&next->hit)) break;
+    KeepAlive(settings);
+    if (next->hit.time < first) continue;
+    if (next->hit.time > last) break;
+    SuperLog_KeepHit(&next->hit, &next->line);
+    if (!PrepareHit(settings, next)) continue;
+    if (pending) CountPendingHit(settings, pending);
+    pending = next;
+    next = next == &mPending[0] ? &mPending[1] : &mPending[0];
+  }
+  if (pending) CountPendingHit(settings, pending);
 }
 
 // Reads every file that meets the report range; a file is in time order, so
@@ -443,6 +559,10 @@ void ReadAllLogs(const StatsFields* settings) {
   const ll::time32_t last = mPass.results.rangeLast;
   LogHit hit;
   while (SuperLog_NextLogFile()) {
+    if (mPass.lookupMode == kNoLookup) {
+      ReadLogCountingLate(settings);
+      continue;
+    }
     while (SuperLog_ParseNextLine(&hit)) {
       KeepAlive(settings);
       if (hit.time < first) continue;

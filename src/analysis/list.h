@@ -69,8 +69,15 @@ void PrefetchItemSlot(const ItemList* list, const ItemKey& key);
 // requested a while before.
 void PrefetchItemNode(const ItemList* list, const ItemKey& key);
 
-// add_item for a key made for this list.
-void add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
+// Memory for one node of `bytes` bytes (a whole number of 8-byte words, at
+// most 280) from the pool that the lists' nodes share, or null when the
+// system refuses it.  The list module frees it with the node.  For smart
+// memory, which accounts every node.
+void* ListNodeMemory(size_t bytes);
+
+// add_item for a key made for this list.  Returns the node that counted
+// it, or null for an empty key.
+ListItem* add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
                   ListItem* parent);
 
 // Reorders the list by count and returns its first node (null when empty);

@@ -173,7 +173,7 @@ const SearchDisplay kSearchDisplay[kSearchEngineCount] = {
 // the part of work behind the cut host part, so parseQuery overwrites only
 // that part and a failed parameter leaves it intact for the next one.
 int ExtractSearchPhrase(const char* referrer, char* work) {
-  ll::CopyText(work, kWorkSize, referrer);
+  ll::CopyText(work, kWorkSize, referrer, strnlen(referrer, kWorkSize - 1));
   char* cut = ThirdSlash(work);
   if (!cut) return -1;
   *cut = 0;

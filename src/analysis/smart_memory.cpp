@@ -40,12 +40,13 @@ int32_t Mul32(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
 }
 
-void* RawAlloc(size_t size) {
+// Node memory from the lists' pool, or a plain malloc for other texts.
+void* RawAlloc(size_t size, bool node) {
   if (mRefusalsForTesting > 0) {
     --mRefusalsForTesting;
     return nullptr;
   }
-  return malloc(size ? size : 1);
+  return node ? ListNodeMemory(size) : malloc(size ? size : 1);
 }
 
 void RaisePeak() {
@@ -119,14 +120,14 @@ void smart_memory_init(const StatsFields* settings) {
 }
 
 void* smart_alloc(size_t size, ListInfo* info, ListItem* parent, size_t realSize) {
-  if (!mSmartMemoryEnabled) return RawAlloc(realSize);
+  if (!mSmartMemoryEnabled) return RawAlloc(realSize, true);
   void* memory = nullptr;
   if (mMaxBytesToAllocate == 0 || gSM_CurrentBytesAllocated < mMaxBytesToAllocate)
-    memory = RawAlloc(realSize);
+    memory = RawAlloc(realSize, true);
   if (!memory) {
     RaisePeak();
     smart_free(parent);
-    memory = RawAlloc(realSize);
+    memory = RawAlloc(realSize, true);
     if (!memory) return nullptr;
   }
   if (!parent && info) info->entries++;
@@ -151,11 +152,11 @@ void smart_free(ListItem* protectedNode) {
 char* smart_strdup(const char* text) {
   if (!text) return nullptr;
   size_t size = strlen(text) + 1;
-  char* copy = static_cast<char*>(RawAlloc(size));
+  char* copy = static_cast<char*>(RawAlloc(size, false));
   if (!copy && mSmartMemoryEnabled) {
     RaisePeak();
     smart_free(nullptr);
-    copy = static_cast<char*>(RawAlloc(size));
+    copy = static_cast<char*>(RawAlloc(size, false));
   }
   if (copy) memcpy(copy, text, size);
   return copy;

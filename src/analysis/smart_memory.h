@@ -22,8 +22,8 @@ void smart_memory_init(const StatsFields* settings);
 
 // Accounts one node of `size` bytes (always 256 for list nodes) for the
 // list `info`; parent is the node that owns a secondary item, or null.
-// Returns memory of at least `realSize` bytes (the caller frees it with
-// free, or through the list module), or null.  When the ceiling is reached
+// Returns node memory of `realSize` bytes from the lists' pool
+// (ListNodeMemory; the list module frees it with the node), or null.  When the ceiling is reached
 // or memory is refused, one reclamation runs first, which may free any
 // top-level node of any list except `parent`.
 void* smart_alloc(size_t size, ListInfo* info, ListItem* parent, size_t realSize);

@@ -7,8 +7,11 @@
 // allocated per line.  The log bytes read are still counted as a reader of
 // 8192-byte blocks would count them (AccountConsumedBytes), because the
 // report prints that figure.
+#include <cstdint>
 #include <cstring>
+#include <initializer_list>
 
+#include "base/fixed_text.h"
 #include "cgi/cgi.h"
 #include "superlog/superlog_state.h"
 
@@ -318,6 +321,23 @@ int32_t SuperLog_ParseNextLine(LogHit* hit) {
   }
 }
 
+void SuperLog_KeepHit(LogHit* hit, KeptLine* keep) {
+  static_assert(sizeof keep->text == kLineBufSize && sizeof keep->url == kFieldMax + 1);
+  const SuperLogState& s = mState;
+  memcpy(keep->text, s.mLineBuf, static_cast<size_t>(s.mLineLen) + 1);
+  const uintptr_t line = reinterpret_cast<uintptr_t>(s.mLineBuf);
+  const uintptr_t joined = reinterpret_cast<uintptr_t>(s.mpFullUrlBuf);
+  for (char** field : {&hit->host, &hit->url, &hit->referrer, &hit->agent, &hit->realm, &hit->user}) {
+    const uintptr_t p = reinterpret_cast<uintptr_t>(*field);
+    if (p - line < kLineBufSize) {
+      *field = keep->text + (p - line);
+    } else if (joined && p - joined < kFullUrlBufSize) {
+      ll::CopyText(keep->url, *field);
+      *field = keep->url;
+    }
+  }
+}
+
 // "GET /a/b.html HTTP/1.0" becomes "/a/b.html"; a request without a blank
 // (an old-style bare path) stays whole.
 void TrimFullRequest() {
@@ -372,10 +392,14 @@ int32_t LeadingInteger(const char* text) {
   const bool negative = *p == '-';
   if (*p == '-' || *p == '+') ++p;
   const uint64_t limit = negative ? (uint64_t{1} << 63) : (uint64_t{1} << 63) - 1;
+  // v * 10 + d passes the limit exactly when v passes limit / 10, or meets
+  // it with d above the limit's last digit: no division per digit.
+  const uint64_t tenth = limit / 10;
+  const uint64_t lastDigit = limit % 10;
   uint64_t v = 0;
   for (; *p >= '0' && *p <= '9'; ++p) {
     const uint64_t d = static_cast<uint64_t>(*p - '0');
-    v = (v > (limit - d) / 10) ? limit : v * 10 + d;
+    v = (v > tenth || (v == tenth && d > lastDigit)) ? limit : v * 10 + d;
   }
   const uint64_t bits = negative ? (0 - v) : v;
   return static_cast<int32_t>(static_cast<uint32_t>(bits));

@@ -1,6 +1,7 @@
 // The analysis pass, run in-process over small logs: which hits count where.
 #include <arpa/inet.h>
 
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -20,6 +21,18 @@ std::string L(const std::string& host, const std::string& second, const std::str
   const std::string stamp = second.size() == 1 ? "01/Jan/2024:10:00:0" + second : second;
   return host + " - - [" + stamp + " +0000] \"GET " + url + " HTTP/1.0\" " + std::to_string(status) + " 100 \"" + referrer +
          "\" \"" + agent + "\"\n";
+}
+
+// Hits of 1996 agents of no family, of four Microsoft agents, then of one
+// Netscape agent as long as those.
+std::string AgentsThenNetscape() {
+  std::string log;
+  char agent[64];
+  for (int i = 0; i < 2001; ++i) {
+    snprintf(agent, sizeof agent, i < 1996 ? "Zz/%d" : i < 2000 ? "Mozilla/4.0 (compatible; MSIE 5.0; %05d)" : "Mozilla/4.7 [en] (X11; Linux 2.4.10 %04d)", i);
+    log += L("h", "0", "/", 200, "-", agent);
+  }
+  return log;
 }
 
 int gQuestions = 0;
@@ -57,6 +70,9 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
       {L("h", "0", "/docs/a.html") + L("h", "1", "/DOCS/b.html"), [](StatsFields& s) { s.find.set("/docs"), s.findCaseSensitive = 1; }, 1, 0, {}},
       {L("h", "0", "/docs/a.html") + L("h", "1", "/docsx") + L("h", "2", "/other"), [](StatsFields& s) { s.find.set("/docs"), s.findPattern = 1; },
        2, 0, {"<b>URL Analyzed:</b></td><td width=\"50%\">/docs*</td>"}},
+      // The query is cut off before the prefix test unless shown.
+      {L("h", "0", "/a?x=1"), [](StatsFields& s) { s.find.set("/a?x"); }, 0, 0, {}},
+      {L("h", "0", "/a?x=1"), [](StatsFields& s) { s.find.set("/a?x"), s.showQuery = 1; }, 1, 0, {}},
       // Without subdirs the whole path must match, but not the query unless shown.
       {L("h", "0", "/a") + L("h", "1", "/a?x=1") + L("h", "2", "/ab"), [](StatsFields& s) { s.find.set("/a"), s.subdirs = 0; }, 2, 0, {}},
       {L("h", "0", "/a") + L("h", "1", "/a?x=1") + L("h", "2", "/ab"), [](StatsFields& s) { s.find.set("/a"), s.subdirs = 0, s.showQuery = 1; }, 1, 0, {}},
@@ -73,11 +89,19 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        [](StatsFields& s) { s.browsers.show = 1, s.filterFileTypes.set("gif"); }, 5, 0,
        {"<b>4</b> distinct browsers were found.", "<b>2</b> of the requests (<b>50%</b>) were from versions of Netscape",
         "<b>2</b> of the requests (<b>50%</b>) were from versions of Microsoft"}},
+      // A browser that smart memory freed comes back as another agent.
+      {AgentsThenNetscape(), [](StatsFields& s) {
+         s.browsers.show = 1, s.smartMemoryMaxMemory = 500, s.smartMemoryReclaimSize = 1, s.smartMemoryKeepEntries = 0;
+       }, 2001, 0, {"<b>1</b> of the requests (<b>0%</b>) were from versions of Netscape",
+        "<b>4</b> of the requests (<b>0%</b>) were from versions of Microsoft"}},
       // URLs lose their query and merge ignoring case unless told.
       {L("h", "0", "/Index.html?x=1") + L("h", "1", "/index.html"), [](StatsFields& s) { s.requests.show = 1; }, 2, 0,
        {"<tr><td align=center>2</td><td align=center>100.00%</td><td><a href=\"http://www.example.org/Index.html\""}},
       {L("h", "0", "/Index.html?x=1") + L("h", "1", "/index.html"), [](StatsFields& s) { s.requests.show = 1, s.findCaseSensitive = 1; },
        2, 0, {"<b>2</b> distinct URLs were found."}},
+      // A URL that the reader joins from two fields counts as it was read.
+      {"#Software: Microsoft Internet Information Server 4.0\n#Fields: date time cs-uri-stem cs-uri-query\n2024-01-01 10:00:00 /a x=1\n2024-01-01 10:00:01 /b y=2\n",
+       [](StatsFields& s) { s.requests.show = s.showQuery = 1; }, 2, 0, {">/a?x=1</a>", ">/b?y=2</a>"}},
       // Referrer filtering drops referrers of excluded domains; search
       // phrases count whatever the file type.
       {L("h", "0", "/", 200, g + "hl=en&q=web+logs") + L("h", "1", "/", 200, "http://spam.example/search?q=pills") +
