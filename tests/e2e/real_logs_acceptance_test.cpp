@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <string>
 
 #include "support/test_support.h"
 
@@ -46,12 +45,10 @@ TEST(RealLogsAcceptance, EachSetCountsItsRequests) {
     // The logs are linked into a scratch folder, where the summary file goes.
     TempDir dir;
     const fs::path source = root + set.source;
-    if (fs::is_directory(source)) {
+    if (!fs::is_directory(source)) fs::create_symlink(source, dir.file(source.filename().string() + ".log"));
+    if (fs::is_directory(source))
       for (const auto& entry : fs::directory_iterator(source))
         fs::create_symlink(entry.path(), dir.file(entry.path().filename().string()));
-    } else {
-      fs::create_symlink(source, dir.file(source.filename().string() + ".log"));
-    }
     WriteFile(dir.file("loglantern.conf"), "user=a;url=http://x;logs=" + dir.file("*.log") + ";debug=1\n");
     const std::string page = RunLoglantern({"username=a", std::string("date=") + set.dates, "find=/", "subdirs=1",
                                             "domains=1,500", "domaintypes=1,20"},

@@ -14,7 +14,6 @@ set -euo pipefail
 what="web request limits"
 . "$(dirname "$0")/lib/site.sh"
 need lighttpd apache2 curl
-
 start_site lighttpd site
 start_site apache apache
 base="$(cat "$work/site.ready")"

@@ -1,6 +1,6 @@
 # Sourced by the server-level tests: installs the built program into scratch
-# sites served on 127.0.0.1 by scripts/serve.sh.  The caller sets `what` (its
-# name in messages).  A missing tool prints a SKIP line and passes on a
+# sites served on 127.0.0.1 by scripts/serve.sh. The caller sets `what` (its
+# name in messages). A missing tool prints a SKIP line and passes on a
 # developer's machine; under CI (CI=true) it fails instead.
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/../../.." && pwd)"
 build="$root/build"
@@ -19,10 +19,7 @@ work="$(mktemp -d "${TMPDIR:-/tmp}/loglantern-test.XXXXXX")"
 chmod 755 "$work"  # the server may run the program as another user
 pids=()
 cleanup() {
-  for pid in "${pids[@]}"; do
-    kill "$pid" 2>/dev/null || true
-    wait "$pid" 2>/dev/null || true
-  done
+  for pid in "${pids[@]}"; do { kill "$pid"; wait "$pid"; } 2>/dev/null || true; done
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -31,11 +28,8 @@ trap 'exit 143' TERM
 
 wait_for() {  # a file, or port:N that answers
   for _ in $(seq 1 600); do
-    if [ "${1#port:}" != "$1" ]; then
-      (exec 3<>"/dev/tcp/127.0.0.1/${1#port:}") 2>/dev/null && return 0
-    elif [ -f "$1" ]; then
-      return 0
-    fi
+    if [ "${1#port:}" != "$1" ]; then (exec 3<>"/dev/tcp/127.0.0.1/${1#port:}") 2>/dev/null && return 0
+    elif [ -f "$1" ]; then return 0; fi
     sleep 0.1
   done
   return 1
