@@ -23,29 +23,33 @@ const SECTION_TITLES = ['Top URLs Requested', 'Top Referrers To Your Site', 'Sea
 const LISTS = ['requests', 'referrers', 'search', 'browsers', 'badurls', 'badreferrers', 'domains', 'domaintypes'];
 const ON_BY_DEFAULT = ['subdirs', ...LISTS, 'dailytotals', 'hitsperdayofweek', 'hitsperhour', 'visitors', 'pages',
   'statuscodes', 'browserfamilies', 'robots'];
-const FIELDS = ['username', 'password', ...Object.keys(MARCH), 'find', 'find_pattern', 'find_casesensitive', 'showquery',
-  ...LISTS.flatMap((s) => [`${s}_top`, `${s}_greater`]), 'search_casesensitive', 'badurl_referrers', 'filter_domains',
-  'filter_referrers', 'filter_filetypes', 'authrealm', 'authuser', 'title', 'dnslookupenabled', 'flushtoserver',
-  'smartmemorydisabled', ...ON_BY_DEFAULT];
-const HOSTILE_SCRIPT = "<script>document.title='owned'</script>";
-const HOSTILE_REFRESH = '<meta http-equiv=refresh content=0;url=http://127.0.0.2:9/away>';
+const FIELDS = ['username', 'password', ...Object.keys(MARCH), 'find', 'find_pattern', 'find_casesensitive',
+  'showquery', ...LISTS.flatMap((s) => [`${s}_top`, `${s}_greater`]), 'search_casesensitive', 'badurl_referrers',
+  'filter_domains', 'filter_referrers', 'filter_filetypes', 'authrealm', 'authuser', 'title', 'dnslookupenabled',
+  'flushtoserver', 'smartmemorydisabled', ...ON_BY_DEFAULT];
+// The markup that hostile.log carries in its referrers and browsers.
+const HOSTILE = ["<script>document.title='owned'</script>", '<meta http-equiv=refresh content=0;url=http://127.0.0.2:9/away>'];
 
 let browser;
-const answer = (page) => page.waitForResponse((r) => r.url() === `${base}${cgi}` && r.request().method() === 'POST');
 
-// Opens the form, fills in the given text and select fields, sends it and
-// returns the program's response once the answer has loaded.
+// Fills in the open form's text and select fields, sends it and returns the
+// program's response once the answer has loaded.
 async function submitForm(page, fields) {
-  await page.goto(`${base}/Loglantern/`);
   for (const [name, value] of Object.entries(fields)) {
     const control = page.locator(`[name="${name}"]`);
     if (await control.evaluate((el) => el.tagName === 'SELECT')) await control.selectOption(value);
     else await control.fill(value);
   }
-  const response = answer(page);
+  const response = page.waitForResponse((r) => r.url() === `${base}${cgi}` && r.request().method() === 'POST');
   await page.click('button[type="submit"]');
   await page.waitForURL(`${base}${cgi}`);  // and its load
   return response;
+}
+
+async function submitNewForm(fields) {
+  const page = await browser.newPage({ viewport: { width: 1100, height: 900 } });
+  await page.goto(`${base}/Loglantern/`);
+  return [page, await submitForm(page, fields)];
 }
 
 function assertSecurityHeaders(headers, what) {
@@ -57,46 +61,30 @@ function assertSecurityHeaders(headers, what) {
 
 // Every image of the page was decoded and answers 200 as an image; returns their addresses.
 async function assertImagesLoad(page, what) {
-  const images = await page.evaluate(() => Array.from(document.images).map((i) => [i.currentSrc || i.src, i.complete && i.naturalWidth > 0]));
+  const images = await page.evaluate(() => Array.from(document.images)
+    .map((i) => [i.currentSrc || i.src, i.complete && i.naturalWidth > 0]));
   assert.ok(images.length > 0, `${what}: has images`);
   for (const [src, decoded] of images) {
     const res = await fetch(src);
-    assert.ok(decoded && res.status === 200 && /^image\//.test(res.headers.get('content-type')), `${what}: image ${src}`);
+    assert.ok(decoded && res.status === 200 && /^image\//.test(res.headers.get('content-type')), `${what}: ${src}`);
   }
   return images.map(([src]) => src);
 }
 
-// Every same-site link of an HTML text answers 200, and its #fragment exists; returns how many there are.
-async function assertLinksWork(html, pageUrl) {
-  const targets = new Set([...html.matchAll(/href="([^"]+)"/gi)].map((m) => new URL(m[1].replaceAll('&amp;', '&'), pageUrl))
-    .filter((u) => u.origin === new URL(base).origin).map((u) => u.href));
-  for (const target of targets) {
-    const res = await fetch(target.replace(/#.*/, ''));
-    const id = decodeURIComponent(new URL(target).hash.slice(1));
-    const body = await res.text();
-    assert.equal(res.status, 200, `link ${target} from ${pageUrl}`);
-    if (id) assert.ok(body.includes(`id="${id}"`) || body.includes(`name="${id}"`), `anchor ${target}`);
-  }
-  return targets.size;
-}
-
 before(async () => {
-  // An account whose log carries markup: a script, an image with a handler, and a meta refresh.
   const dir = path.join(site.LOGLANTERN_DATA_DIR, 'hostile-logs');
   fs.mkdirSync(dir, { recursive: true });
-  fs.writeFileSync(path.join(dir, 'access.log'), `203.0.113.5 - - [06/Mar/2024:12:00:00 +0000] "GET /index.html HTTP/1.1" 200 1500 "http://evil.example/${HOSTILE_SCRIPT}" "Mozilla/5.0 ${HOSTILE_SCRIPT} <img src=x onerror=document.title='owned'>"\n`
-    + `203.0.113.6 - - [06/Mar/2024:12:00:00 +0000] "GET /index.html HTTP/1.1" 200 1500 "http://evil.example/${HOSTILE_REFRESH}" "Mozilla/5.0"\n`);
+  fs.copyFileSync(new URL('hostile.log', import.meta.url), path.join(dir, 'access.log'));
   fs.appendFileSync(path.join(site.LOGLANTERN_CGI_DIR, 'loglantern.conf'), `user=hostile;password=*;url=${base};logs=${dir}/*.log\n`);
   browser = await chromium.launch({ executablePath: process.env.CHROMIUM, args: ['--no-sandbox', '--disable-gpu',
     '--disable-quic', '--no-first-run', '--disable-background-networking', '--disable-component-update', '--disable-sync'] });
 });
 after(() => browser?.close());
 
-test('the form labels every field and defaults to the last 30 days; sent from the keyboard, its report has every section and image',
+test('the form labels every field, defaults to the last 30 days and follows Tab; its report has every section and image',
   { timeout: 120000 }, async () => {
     const page = await browser.newPage({ viewport: { width: 1100, height: 900 } });
-    const form = await page.goto(`${base}/Loglantern/`);
-    assertSecurityHeaders(form.headers(), 'form');
+    assertSecurityHeaders((await page.goto(`${base}/Loglantern/`)).headers(), 'form');
     const controls = await page.evaluate(() => Array.from(document.querySelectorAll('form [name]')).map((el) =>
       [el.name, el.labels.length > 0 && Boolean(el.closest('fieldset')?.querySelector('legend'))]));
     const names = controls.map(([name]) => name);
@@ -114,24 +102,14 @@ test('the form labels every field and defaults to the last 30 days; sent from th
     };
     assert.equal(Math.round((await day('e') - await day('s')) / 86400000), 29, 'the range spans 30 days');
     assert.ok(Math.abs(Date.now() - await day('e')) < 2 * 86400000, 'the range ends today');
+    for (const id of ['username', 'password', ...Object.keys(MARCH)]) {
+      assert.equal(await page.evaluate(() => document.activeElement.id), id, 'the focus starts on the account, Tab goes on');
+      await page.keyboard.press('Tab');
+    }
     await assertImagesLoad(page, 'form');
     await page.screenshot(shot('form'));
 
-    assert.equal(await page.evaluate(() => document.activeElement.id), 'username', 'the account name has the focus');
-    await page.fill('#requests_top', '1');
-    await page.focus('#username');
-    await page.keyboard.type('sample');
-    // Tab on through the password and date fields: typing picks a month or day in a list.
-    for (const [id, text] of [['password', 'sample'], ['sm', 'Mar'], ['sd', '1'], ['sy', '2024'], ['em', 'Mar'], ['ed', '31'], ['ey', '2024']]) {
-      await page.keyboard.press('Tab');
-      assert.equal(await page.evaluate(() => document.activeElement.id), id, `Tab reaches ${id}`);
-      if (id.endsWith('y')) await page.keyboard.press('Control+A');
-      await page.keyboard.type(text);
-    }
-    const report = answer(page);
-    await page.keyboard.press('Enter');
-    const response = await report;
-    await page.waitForURL(`${base}${cgi}`);
+    const response = await submitForm(page, { username: 'sample', password: 'sample', ...MARCH, requests_top: '1' });
     assertSecurityHeaders(response.headers(), 'report');
     assert.equal(await page.title(), 'Web Site Analysis');
     const html = await response.text();
@@ -140,19 +118,20 @@ test('the form labels every field and defaults to the last 30 days; sent from th
     assert.match(html, /Date Range Analyzed:<\/b><\/td><td width="50%">03\/01\/2024 - 03\/31\/2024</);
     assert.match(html, /This report shows the top 1 URLs/, 'the row limit reached the program');
     const images = await assertImagesLoad(page, 'report');
-    for (const name of ['ll14-reg.gif', 'red2x5.gif', 'blue2x5.gif']) assert.ok(images.some((src) => src.endsWith(`/${name}`)), name);
+    for (const name of ['ll14-reg', 'red2x5', 'blue2x5']) assert.ok(images.some((src) => src.endsWith(`/${name}.gif`)), name);
     await page.screenshot(shot('report'));
   });
 
 test('a wrong password gives error 2 with its image, help link and error-log line', { timeout: 60000 }, async () => {
-  const page = await browser.newPage();
-  const response = await submitForm(page, { username: 'sample', password: 'not-the-password', ...MARCH });
+  const [page, response] = await submitNewForm({ username: 'sample', password: 'not-the-password', ...MARCH });
   assertSecurityHeaders(response.headers(), 'error page');
   assert.equal(await page.title(), 'Loglantern: Error #2');
   const html = await response.text();
   assert.ok(html.includes('Invalid user account name and/or password</h2>'));
   assert.ok((await assertImagesLoad(page, 'error page')).some((src) => src.endsWith('/Loglantern/errors/2.gif')), 'its image');
-  assert.ok(await assertLinksWork(html, page.url()) >= 1, 'the error page links to its help');
+  const links = [...html.matchAll(/href="(\/[^"]*)"/g)].map((m) => new URL(m[1], base).href);
+  assert.ok(links.some((link) => link.endsWith('/manual/errors.html')), 'the error page links to its help');
+  for (const link of links) assert.equal((await fetch(link)).status, 200, link);
   await page.screenshot(shot('error'));
   const errorLog = fs.readFileSync(path.join(site.LOGLANTERN_DATA_DIR, 'errors.log'), 'utf8');
   assert.match(errorLog, /\] Unauthorized access from '.*' with username='sample'\n/);
@@ -160,17 +139,13 @@ test('a wrong password gives error 2 with its image, help link and error-log lin
 
 test('markup from a log line is in the page, but its script does not run nor its refresh move the reader',
   { timeout: 60000 }, async () => {
-    const page = await browser.newPage();
-    let dialogs = 0;
-    page.on('dialog', async (d) => { dialogs += 1; await d.dismiss(); });
-    const response = await submitForm(page, { username: 'hostile', ...MARCH });
+    const [page, response] = await submitNewForm({ username: 'hostile', ...MARCH });
     const html = await response.text();
-    for (const text of [HOSTILE_SCRIPT, HOSTILE_REFRESH]) assert.ok(html.includes(text), `the page holds ${text} as it stands`);
+    for (const text of HOSTILE) assert.ok(html.includes(text), `the page holds ${text} as it stands`);
     assert.ok(await page.locator('script').count() >= 1, 'the browser parsed it as a script element');
     assert.match(response.headers()['content-security-policy'], /sandbox (?![^;]*allow-scripts)/);
     await page.waitForTimeout(1500);
     assert.equal(await page.title(), 'Web Site Analysis', 'the script did not change the title');
-    assert.equal(dialogs, 0);
     assert.equal(page.url(), `${base}${cgi}`, 'the page did not follow the refresh');
     const popup = page.waitForEvent('popup');
     await page.locator(`a[href="${base}/index.html"]`).first().click();
@@ -180,30 +155,3 @@ test('markup from a log line is in the page, but its script does not run nor its
     await bare.setContent(html.replace(/<meta[^>]*>/gi, ''));
     await bare.waitForFunction(() => document.title === 'owned', null, { timeout: 5000 });
   });
-
-test('the manual, the information pages and the images are served as the program links them; the configuration is not', async () => {
-  const pages = [
-    ['/Loglantern/manual/', 200, ['support']],
-    ['/Loglantern/manual/errors.html', 200, Array.from({ length: 11 }, (_, i) => `error${i + 1}`)],
-    ['/Loglantern/manual/configuration.html', 200, ['logs', 'accounts', 'LoglanternPath']],
-    ['/Loglantern/manual/form.html', 200, ['sections']],
-    ['/Loglantern/manual/security.html', 200, ['operator']],
-    ['/Loglantern/', 200, []],
-    [`${cgi}?about`, 200, [], ['<title>About Loglantern Version 1.4.3</title>', `<a href="${cgi}?credits">`]],
-    [`${cgi}?credits`, 200, [], ['<title>Loglantern: Credits</title>', `<a href="${cgi}?about">`]],
-    ['/loglantern/ll14-reg.gif', 200], ['/loglantern/red2x5.gif', 200], ['/loglantern/blue2x5.gif', 200],
-    ['/cgi-bin/loglantern.conf', 403], ['/cgi-bin/loglantern.conf.sample', 403]];
-  for (const [url, status, ids, texts = []] of pages) {
-    const res = await fetch(`${base}${url}`);
-    assert.equal(res.status, status, url);
-    if (!ids) {
-      if (status === 200) assert.equal(res.headers.get('content-type'), 'image/gif', url);
-      continue;
-    }
-    assertSecurityHeaders(Object.fromEntries(res.headers), url);
-    const html = await res.text();
-    for (const text of [...ids.map((id) => `id="${id}"`), ...texts]) assert.ok(html.includes(text), `${url} has ${text}`);
-    assert.doesNotMatch(html, /<script/i, `${url} has no script`);
-    await assertLinksWork(html, `${base}${url}`);
-  }
-});

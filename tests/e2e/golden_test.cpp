@@ -1,10 +1,9 @@
 // Whole pages of the real program, compared byte for byte with the pages kept
-// under tests/e2e/golden/. A scenario is a folder of files (configuration,
-// logs, ...) and a request: command-line words, or a POSTed CGI form.
-// Only what changes from run to run is masked: the report's date (@DATE@)
-// and elapsed time (@ELAPSED@). In the kept pages, @CREDITS@ stands for
-// golden/credits.inc, @BULLET@ for the jump bar's byte 0x95, and @USER@ /
-// @GROUP@ for the names of the user running the tests.
+// under tests/e2e/golden/. A scenario is a folder of files and a request:
+// command-line words, or a POSTed CGI form. The report's date and elapsed
+// time are masked (@DATE@, @ELAPSED@); in the kept pages @CREDITS@ stands for
+// golden/credits.inc, @BULLET@ for the byte 0x95, @USER@ / @GROUP@ for the
+// names of the user running the tests.
 #include <gtest/gtest.h>
 #include <grp.h>
 #include <pwd.h>
@@ -23,11 +22,10 @@ using namespace testing_support;
 using Files = std::map<std::string, std::string>;
 
 struct Scenario {
-  std::string golden;  // page name under tests/e2e/golden/
-  Files files;         // relative path -> content
-  std::string words;   // command-line words, split at spaces; or, with a body, none
-  std::string body{};  // a POSTed form, when not empty
-  Files env{};         // extra CGI variables
+  std::string golden;   // page name under tests/e2e/golden/
+  Files files;          // relative path -> content
+  std::string request;  // command-line words, or "POST " and a CGI form
+  Files env{};          // extra CGI variables
 };
 
 const std::string kAccount = "user=ann;url=http://www.example.org;logs=logs/*.log;subdirs=1\n";
@@ -36,11 +34,10 @@ const std::string kSiteConfig = "# Configuration of the page tests\nLoglanternPa
 const std::string kRange = " date=01012024,01022024";
 const std::string kEverySection = " requests=1 referrers=1 search=1 browsers=1 badurls=1 badurl_referrers=1 "
                                   "badreferrers=1 domains=1 domaintypes=1 dailytotals=1 hitsperdayofweek=1 hitsperhour=1";
-// The kept inputs under tests/e2e/site/: access.log, two days of one small
-// site (search-engine, internal and external referrers, a 404 from a stale
-// link, three browsers, three kinds of host); robots.log, a crawler, a
-// redirect, a server error and a visitor who comes back after 30 minutes
-// and later; networks.txt; and passwords.
+// Kept inputs, tests/e2e/site/: access.log, two days of a small site (search
+// engines, internal and external referrers, a stale link, three browsers and
+// kinds of host); robots.log (a crawler, a redirect, a server error, a visitor
+// back after exactly 30 minutes and later); networks.txt; passwords.
 std::string Kept(const std::string& name) { return ReadFile(SourceDir() + "/tests/e2e/site/" + name); }
 
 Files Site(const std::string& config = kSiteConfig, Files more = {}) {
@@ -48,9 +45,7 @@ Files Site(const std::string& config = kSiteConfig, Files more = {}) {
   return more;
 }
 
-// Three popular pages, then 2,100 pages asked for once: more distinct URLs
-// than a 500K memory ceiling holds.
-std::string ManyUrlsLog() {
+std::string ManyUrlsLog() {  // three popular pages, then more pages asked for once than 500K holds
   std::string log;
   char line[160], page[32];
   for (int i = 0; i < 2112; ++i) {
@@ -71,60 +66,57 @@ std::vector<Scenario> Scenarios() {
       {"all_sections", Site(), ann + kEverySection},
       {"new_sections", Site(kSiteConfig, {{"logs/more.log", Kept("robots.log")}}),
        ann + kEverySection + " visitors=1 pages=1 statuscodes=1 browserfamilies=1 robots=1"},
-      {"sections_off_cgi", Site(kSiteConfig + "ExtraHeader=<p>Header from the site</p>\n"), "",
-       "username=ann&date=01012024%2C01022024&filter_filetypes=gif&extrafooter=%3Cp%3EFooter+from+the+form%3C%2Fp%3E",
+      {"sections_off_cgi", Site(kSiteConfig + "ExtraHeader=<p>Header from the site</p>\n"),
+       "POST username=ann&date=01012024%2C01022024&filter_filetypes=gif&extrafooter=%3Cp%3EFooter+from+the+form%3C%2Fp%3E",
        {{"REMOTE_ADDR", "192.0.2.1"}}},
       {"limits", Site(), ann + " requests=1,2 referrers=1,50% browsers=1,0,3 domains=1 domains_top=-1 domains_greater=-1"},
       {"empty_lists", Site(), ann + " find=/nothing" + kEverySection},
-      {"no_logs_in_range", Site(), "", "username=ann&date=06012023%2C06302023&requests=1&hitsperhour=1"},
+      {"no_logs_in_range", Site(), "POST username=ann&date=06012023%2C06302023&requests=1&hitsperhour=1"},
       {"smart_memory",
-       {{"loglantern.conf",
-         "SmartMemoryMaxMemoryToAllocate=500\nSmartMemoryKeepEntries=10\nSmartMemoryReclaimSize=100\n" + kAccount},
+       {{"loglantern.conf", "SmartMemoryMaxMemoryToAllocate=500\nSmartMemoryKeepEntries=10\nSmartMemoryReclaimSize=100\n" + kAccount},
         {"logs/many.log", ManyUrlsLog()}},
        "username=ann date=01012024 em=01 ed=01 ey=2024 requests=1,3"},
-      {"debug",
-       Site(kSiteConfig + "Debug=1\n",
-            {{"logs/old.log", "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n"},
-             {"logs/notes.log", "nothing dated here\n"}}),
+      {"debug", Site(kSiteConfig + "Debug=1\n", {{"logs/old.log", "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n"},
+                                                  {"logs/notes.log", "nothing dated here\n"}}),
        ann + " requests=1 hitsperhour=1"},
       {"auth_crypt_granted", crypt, ann + " password=lantern"},
       {"auth_crypt_refused", crypt, ann + " password=Lantern"},
-      {"auth_wrong_password_cgi", Site("ErrorLog=errors.log\n" + secret), "",
-       "username=ann&password=guess&date=01012024%2C01022024",
+      {"auth_wrong_password_cgi", Site("ErrorLog=errors.log\n" + secret), "POST username=ann&password=guess&date=01012024%2C01022024",
        {{"REMOTE_HOST", "client.example"}, {"REMOTE_ADDR", "203.0.113.9"}}},
-      {"auth_internal_ip_cgi", Site("InternalIp=192.168.,10.0.\n" + secret), "",
-       "username=ann&date=01012024%2C01022024&requests=1%2C1", {{"REMOTE_ADDR", "10.0.3.4"}}},
+      {"auth_internal_ip_cgi", Site("InternalIp=192.168.,10.0.\n" + secret),
+       "POST username=ann&date=01012024%2C01022024&requests=1%2C1", {{"REMOTE_ADDR", "10.0.3.4"}}},
   };
-}
-
-std::string Masked(const std::string& page) {
-  static const std::regex date("(<b>Date of Report:</b></td><td width=\"50%\">)[^<]*"),
-      elapsed("(Time required to generate report = )[^ ]*");
-  return std::regex_replace(std::regex_replace(page, date, "$1@DATE@"), elapsed, "$1@ELAPSED@");
 }
 
 std::string GoldenDir() { return SourceDir() + "/tests/e2e/golden/"; }
 
-// Each placeholder of the kept pages and the text it stands for here.
-std::vector<std::pair<std::string, std::string>> Placeholders() {
-  const passwd* user = getpwuid(getuid());
-  const group* grp = getgrgid(getgid());
-  return {{"@CREDITS@", ReadFile(GoldenDir() + "credits.inc")},
-          {"@BULLET@", "\x95"},
-          {"<b>User:</b> @USER@", std::string("<b>User:</b> ") + (user ? user->pw_name : "unknown")},
-          {"<b>Group:</b> @GROUP@", std::string("<b>Group:</b> ") + (grp ? grp->gr_name : "unknown")}};
-}
-
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
-  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+  for (size_t at = text.find(from); !from.empty() && at != std::string::npos; at = text.find(from, at + to.size()))
     text.replace(at, from.size(), to);
   return text;
 }
 
+// The page as it is kept: what changes from run to run masked, and the texts
+// that the kept pages hold as placeholders put back in place.
+std::string AsKept(const std::string& page) {
+  static const std::regex date("(<b>Date of Report:</b></td><td width=\"50%\">)[^<]*"),
+      elapsed("(Time required to generate report = )[^ ]*");
+  std::string kept = std::regex_replace(std::regex_replace(page, date, "$1@DATE@"), elapsed, "$1@ELAPSED@");
+  const passwd* user = getpwuid(getuid());
+  const group* grp = getgrgid(getgid());
+  const std::pair<std::string, std::string> marks[] = {
+      {ReadFile(GoldenDir() + "credits.inc"), "@CREDITS@"},
+      {"\x95", "@BULLET@"},
+      {std::string("<b>User:</b> ") + (user ? user->pw_name : "?"), "<b>User:</b> @USER@"},
+      {std::string("<b>Group:</b> ") + (grp ? grp->gr_name : "?"), "<b>Group:</b> @GROUP@"}};
+  for (const auto& [text, mark] : marks) kept = Replaced(kept, text, mark);
+  return kept;
+}
+
 RunResult RunScenario(const Scenario& s, const TempDir& dir) {
-  if (!s.body.empty()) return PostToLoglantern(s.body, s.env, dir.path());
+  if (s.request.starts_with("POST ")) return PostToLoglantern(s.request.substr(5), s.env, dir.path());
   std::vector<std::string> words;
-  std::istringstream in(s.words);
+  std::istringstream in(s.request);
   for (std::string w; in >> w;) words.push_back(w);
   return RunLoglantern(words, s.env, "", dir.path());
 }
@@ -146,18 +138,12 @@ TEST_P(GoldenPage, MatchesTheKeptPage) {
   }
   RunResult r = RunScenario(s, dir), again = RunScenario(s, dir);
   EXPECT_EQ(r.exitStatus, 0) << r.err;
-  const std::string actual = Masked(r.out);
-  std::string expected = ReadFile(GoldenDir() + s.golden + ".html"), kept = actual;
-  for (const auto& [mark, text] : Placeholders()) expected = Replaced(expected, mark, text);
-  EXPECT_EQ(actual, expected);
-  EXPECT_EQ(Masked(again.out), actual) << "the second run, with the summary file";
-  if (actual == expected) return;
-  std::string path = testing::TempDir() + "loglantern-" + s.golden + ".actual.html";
-  if (getenv("LOGLANTERN_UPDATE_GOLDEN")) {
-    path = GoldenDir() + s.golden + ".html";
-    for (const auto& [mark, text] : Placeholders()) kept = Replaced(kept, text, mark);
-  }
-  WriteFile(path, kept);
+  const std::string page = AsKept(r.out), keptPath = GoldenDir() + s.golden + ".html";
+  EXPECT_EQ(page, ReadFile(keptPath));
+  EXPECT_EQ(AsKept(again.out), page) << "the second run, with the summary file";
+  if (page == ReadFile(keptPath)) return;
+  const std::string path = getenv("LOGLANTERN_UPDATE_GOLDEN") ? keptPath : testing::TempDir() + s.golden + ".html";
+  WriteFile(path, page);
   printf("page written to %s\n", path.c_str());
 }
 

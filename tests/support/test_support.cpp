@@ -1,6 +1,5 @@
 #include "support/test_support.h"
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -74,35 +73,27 @@ RunResult PostToLoglantern(const std::string& body, std::map<std::string, std::s
   return RunLoglantern({}, env, body, cwd);
 }
 
-// Standard input, output and error are files of a temporary folder: no pipes
-// to keep flowing, and a program that never reads its input is fine.
+static std::string Quoted(const std::string& word) {
+  std::string quoted = "'";
+  for (char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+// A shell runs the binary with `env -i`, its standard input, output and error
+// in files: no pipes to keep flowing, and a program that never reads is fine.
 RunResult RunLoglantern(const std::vector<std::string>& args, const std::map<std::string, std::string>& env,
                         const std::string& input, const std::string& cwd) {
-  const std::string binary = fs::absolute(BinaryPath()).string();
   std::map<std::string, std::string> fullEnv;
   for (const char* keep : {"TZ", "LC_ALL"})
     if (const char* v = getenv(keep)) fullEnv[keep] = v;
   for (const auto& [k, v] : env) fullEnv[k] = v;
-  std::vector<std::string> envStrings, argStrings{binary};
-  for (const auto& [k, v] : fullEnv) envStrings.push_back(k + "=" + v);
-  argStrings.insert(argStrings.end(), args.begin(), args.end());
   TempDir io;
   WriteFile(io.file("in"), input);
-  pid_t pid = fork();
-  if (pid == 0) {
-    const std::pair<const char*, int> files[] = {{"in", O_RDONLY}, {"out", O_WRONLY | O_CREAT}, {"err", O_WRONLY | O_CREAT}};
-    for (int fd = 0; fd < 3; ++fd) dup2(open(io.file(files[fd].first).c_str(), files[fd].second, 0600), fd);
-    if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(126);
-    std::vector<char*> argv, envp;
-    for (auto& a : argStrings) argv.push_back(a.data());
-    for (auto& e : envStrings) envp.push_back(e.data());
-    argv.push_back(nullptr);
-    envp.push_back(nullptr);
-    execve(binary.c_str(), argv.data(), envp.data());
-    _exit(127);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
+  std::string command = "cd " + Quoted(cwd.empty() ? "." : cwd) + " && exec env -i";
+  for (const auto& [k, v] : fullEnv) command += " " + Quoted(k + "=" + v);
+  command += " " + Quoted(fs::absolute(BinaryPath()).string());
+  for (const auto& a : args) command += " " + Quoted(a);
+  int status = system((command + " <" + io.file("in") + " >" + io.file("out") + " 2>" + io.file("err")).c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), ReadFile(io.file("out")),
           ReadFile(io.file("err"))};
 }

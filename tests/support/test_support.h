@@ -8,8 +8,7 @@
 
 namespace testing_support {
 
-// A fresh temporary folder, removed with its content at the end of scope.
-class TempDir {
+class TempDir {  // a fresh temporary folder, removed with its content at the end of scope
  public:
   TempDir();
   ~TempDir();
@@ -26,8 +25,7 @@ void WriteFile(const std::string& path, const std::string& content);
 std::string ReadFile(const std::string& path);
 bool FileExists(const std::string& path);
 
-// What the process writes to stdout (stdio or the descriptor) until Finish().
-class CaptureStdout {
+class CaptureStdout {  // what the process writes to stdout (stdio or the descriptor) until Finish()
  public:
   CaptureStdout();
   ~CaptureStdout() { Finish(); }

@@ -26,20 +26,13 @@ trap cleanup EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-wait_for() {  # a file, or port:N that answers
-  for _ in $(seq 1 600); do
-    if [ "${1#port:}" != "$1" ]; then (exec 3<>"/dev/tcp/127.0.0.1/${1#port:}") 2>/dev/null && return 0
-    elif [ -f "$1" ]; then return 0; fi
-    sleep 0.1
-  done
-  return 1
-}
-
 # start_site SERVER NAME: installs under $work/NAME and serves it; its
 # address is then in $work/NAME.ready.
 start_site() {
   bash "$root/scripts/serve.sh" --server "$1" --build "$build" --no-build --prefix "$work/$2" \
     --ready-file "$work/$2.ready" >"$work/$2.log" 2>&1 &
   pids+=($!)
-  wait_for "$work/$2.ready" || { cat "$work/$2.log" >&2; fail "$1 did not start"; }
+  for _ in $(seq 600); do [ -f "$work/$2.ready" ] && return 0; sleep 0.1; done
+  cat "$work/$2.log" >&2
+  fail "$1 did not start"
 }
