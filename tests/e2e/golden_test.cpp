@@ -1,9 +1,8 @@
 // Whole pages of the real program, compared byte for byte with the pages kept
-// under tests/e2e/golden/. A scenario is a folder of files and a request:
-// command-line words, or a POSTed CGI form. The report's date and elapsed
-// time are masked (@DATE@, @ELAPSED@); in the kept pages @CREDITS@ stands for
-// golden/credits.inc, @BULLET@ for the byte 0x95, @USER@ / @GROUP@ for the
-// names of the user running the tests.
+// under tests/e2e/golden/. A scenario is a folder of files (those of
+// tests/e2e/site/ and its own) and a request: command-line words, or a POSTed
+// CGI form. Each runs twice: the second run reads the summary file that the
+// first wrote, and must print the same page.
 #include <gtest/gtest.h>
 #include <grp.h>
 #include <pwd.h>
@@ -23,27 +22,16 @@ using Files = std::map<std::string, std::string>;
 
 struct Scenario {
   std::string golden;   // page name under tests/e2e/golden/
-  Files files;          // relative path -> content
+  Files files;          // relative path -> content, besides the site's
   std::string request;  // command-line words, or "POST " and a CGI form
   Files env{};          // extra CGI variables
 };
 
-const std::string kAccount = "user=ann;url=http://www.example.org;logs=logs/*.log;subdirs=1\n";
-const std::string kSiteConfig = "# Configuration of the page tests\nLoglanternPath=/ll/\nNetworks=networks.txt\n"
-                                "user=ann;password=*;url=http://www.example.org/;logs=logs/*.log;subdirs=1\n";
-const std::string kRange = " date=01012024,01022024";
-const std::string kEverySection = " requests=1 referrers=1 search=1 browsers=1 badurls=1 badurl_referrers=1 "
-                                  "badreferrers=1 domains=1 domaintypes=1 dailytotals=1 hitsperdayofweek=1 hitsperhour=1";
-// Kept inputs, tests/e2e/site/: access.log, two days of a small site (search
-// engines, internal and external referrers, a stale link, three browsers and
-// kinds of host); robots.log (a crawler, a redirect, a server error, a visitor
-// back after exactly 30 minutes and later); networks.txt; passwords.
+// Kept inputs: access.log, two days of a small site (search engines, internal
+// and external referrers, a stale link, three browsers and kinds of host);
+// robots.log (a crawler, a redirect, a server error, a visitor back after
+// exactly 30 minutes and later); loglantern.conf, networks.txt and passwords.
 std::string Kept(const std::string& name) { return ReadFile(SourceDir() + "/tests/e2e/site/" + name); }
-
-Files Site(const std::string& config = kSiteConfig, Files more = {}) {
-  more.insert({{"loglantern.conf", config}, {"networks.txt", Kept("networks.txt")}, {"logs/access.log", Kept("access.log")}});
-  return more;
-}
 
 std::string ManyUrlsLog() {  // three popular pages, then more pages asked for once than 500K holds
   std::string log;
@@ -59,45 +47,44 @@ std::string ManyUrlsLog() {  // three popular pages, then more pages asked for o
 }
 
 std::vector<Scenario> Scenarios() {
-  const std::string ann = "username=ann" + kRange;
-  const Files crypt = Site("UserPasswords=passwords\n" + kAccount, {{"passwords", Kept("passwords")}});
-  const std::string secret = "user=ann;password=Secret;url=http://www.example.org;logs=logs/*.log;subdirs=1\n";
+  const std::string site = Kept("loglantern.conf"), ann = "username=ann date=01012024,01022024",
+                    every = " requests=1 referrers=1 search=1 browsers=1 badurls=1 badurl_referrers=1 badreferrers=1 "
+                            "domains=1 domaintypes=1 dailytotals=1 hitsperdayofweek=1 hitsperhour=1",
+                    account = "user=ann;url=http://www.example.org;logs=logs/*.log;subdirs=1\n",
+                    secret = "user=ann;password=Secret;url=http://www.example.org;logs=logs/*.log;subdirs=1\n";
+  const Files crypt = {{"loglantern.conf", "UserPasswords=passwords\n" + account}, {"passwords", Kept("passwords")}};
   return {
-      {"all_sections", Site(), ann + kEverySection},
-      {"new_sections", Site(kSiteConfig, {{"logs/more.log", Kept("robots.log")}}),
-       ann + kEverySection + " visitors=1 pages=1 statuscodes=1 browserfamilies=1 robots=1"},
-      {"sections_off_cgi", Site(kSiteConfig + "ExtraHeader=<p>Header from the site</p>\n"),
+      {"all_sections", {}, ann + every},
+      {"new_sections", {{"logs/more.log", Kept("robots.log")}},
+       ann + every + " visitors=1 pages=1 statuscodes=1 browserfamilies=1 robots=1"},
+      {"sections_off_cgi", {{"loglantern.conf", site + "ExtraHeader=<p>Header from the site</p>\n"}},
        "POST username=ann&date=01012024%2C01022024&filter_filetypes=gif&extrafooter=%3Cp%3EFooter+from+the+form%3C%2Fp%3E",
        {{"REMOTE_ADDR", "192.0.2.1"}}},
-      {"limits", Site(), ann + " requests=1,2 referrers=1,50% browsers=1,0,3 domains=1 domains_top=-1 domains_greater=-1"},
-      {"empty_lists", Site(), ann + " find=/nothing" + kEverySection},
-      {"no_logs_in_range", Site(), "POST username=ann&date=06012023%2C06302023&requests=1&hitsperhour=1"},
+      {"limits", {}, ann + " requests=1,2 referrers=1,50% browsers=1,0,3 domains=1 domains_top=-1 domains_greater=-1"},
+      {"empty_lists", {}, ann + " find=/nothing" + every},
+      {"no_logs_in_range", {}, "POST username=ann&date=06012023%2C06302023&requests=1&hitsperhour=1"},
       {"smart_memory",
-       {{"loglantern.conf", "SmartMemoryMaxMemoryToAllocate=500\nSmartMemoryKeepEntries=10\nSmartMemoryReclaimSize=100\n" + kAccount},
-        {"logs/many.log", ManyUrlsLog()}},
+       {{"loglantern.conf", "SmartMemoryMaxMemoryToAllocate=500\nSmartMemoryKeepEntries=10\nSmartMemoryReclaimSize=100\n" + account},
+        {"logs/access.log", ManyUrlsLog()}},
        "username=ann date=01012024 em=01 ed=01 ey=2024 requests=1,3"},
-      {"debug", Site(kSiteConfig + "Debug=1\n", {{"logs/old.log", "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n"},
-                                                  {"logs/notes.log", "nothing dated here\n"}}),
+      {"debug", {{"loglantern.conf", site + "Debug=1\n"}, {"logs/notes.log", "nothing dated here\n"},
+                 {"logs/old.log", "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n"}},
        ann + " requests=1 hitsperhour=1"},
       {"auth_crypt_granted", crypt, ann + " password=lantern"},
       {"auth_crypt_refused", crypt, ann + " password=Lantern"},
-      {"auth_wrong_password_cgi", Site("ErrorLog=errors.log\n" + secret), "POST username=ann&password=guess&date=01012024%2C01022024",
+      {"auth_wrong_password_cgi", {{"loglantern.conf", "ErrorLog=errors.log\n" + secret}},
+       "POST username=ann&password=guess&date=01012024%2C01022024",
        {{"REMOTE_HOST", "client.example"}, {"REMOTE_ADDR", "203.0.113.9"}}},
-      {"auth_internal_ip_cgi", Site("InternalIp=192.168.,10.0.\n" + secret),
+      {"auth_internal_ip_cgi", {{"loglantern.conf", "InternalIp=192.168.,10.0.\n" + secret}},
        "POST username=ann&date=01012024%2C01022024&requests=1%2C1", {{"REMOTE_ADDR", "10.0.3.4"}}},
   };
 }
 
 std::string GoldenDir() { return SourceDir() + "/tests/e2e/golden/"; }
 
-std::string Replaced(std::string text, const std::string& from, const std::string& to) {
-  for (size_t at = text.find(from); !from.empty() && at != std::string::npos; at = text.find(from, at + to.size()))
-    text.replace(at, from.size(), to);
-  return text;
-}
-
-// The page as it is kept: what changes from run to run masked, and the texts
-// that the kept pages hold as placeholders put back in place.
+// The page as it is kept: the report's date and elapsed time masked, and the
+// texts that kept pages hold as placeholders (@CREDITS@, the byte 0x95 as
+// @BULLET@, the test user's @USER@ and @GROUP@) put back in place.
 std::string AsKept(const std::string& page) {
   static const std::regex date("(<b>Date of Report:</b></td><td width=\"50%\">)[^<]*"),
       elapsed("(Time required to generate report = )[^ ]*");
@@ -109,7 +96,9 @@ std::string AsKept(const std::string& page) {
       {"\x95", "@BULLET@"},
       {std::string("<b>User:</b> ") + (user ? user->pw_name : "?"), "<b>User:</b> @USER@"},
       {std::string("<b>Group:</b> ") + (grp ? grp->gr_name : "?"), "<b>Group:</b> @GROUP@"}};
-  for (const auto& [text, mark] : marks) kept = Replaced(kept, text, mark);
+  for (const auto& [text, mark] : marks)
+    for (size_t at = kept.find(text); !text.empty() && at != std::string::npos; at = kept.find(text, at + mark.size()))
+      kept.replace(at, text.size(), mark);
   return kept;
 }
 
@@ -125,14 +114,15 @@ void PrintTo(const Scenario& s, std::ostream* out) { *out << s.golden; }
 
 class GoldenPage : public ::testing::TestWithParam<Scenario> {};
 
-// Each scenario runs twice over the same files: the second run reads the
-// summary file that the first wrote and must print the same page. A page that
-// differs from the kept one is written beside the build for review or, with
-// LOGLANTERN_UPDATE_GOLDEN=1, over the kept page: the one way to regenerate it.
+// A page that differs from the kept one is written beside the build for
+// review or, with LOGLANTERN_UPDATE_GOLDEN=1, over the kept page.
 TEST_P(GoldenPage, MatchesTheKeptPage) {
   const Scenario& s = GetParam();
   TempDir dir;
-  for (const auto& [path, content] : s.files) {
+  Files files = s.files;
+  files.insert({{"loglantern.conf", Kept("loglantern.conf")}, {"networks.txt", Kept("networks.txt")},
+                {"logs/access.log", Kept("access.log")}});
+  for (const auto& [path, content] : files) {
     std::filesystem::create_directories(std::filesystem::path(dir.file(path)).parent_path());
     WriteFile(dir.file(path), content);
   }
