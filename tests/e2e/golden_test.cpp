@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <map>
 #include <regex>
 #include <sstream>
 
@@ -27,10 +26,8 @@ struct Scenario {
   Files env{};          // extra CGI variables
 };
 
-// Kept inputs: access.log, two days of a small site (search engines, internal
-// and external referrers, a stale link, three browsers and kinds of host);
-// robots.log (a crawler, a redirect, a server error, a visitor back after
-// exactly 30 minutes and later); loglantern.conf, networks.txt and passwords.
+// Kept inputs: access.log, two days of a small site (search engines, referrers, a stale link, three browsers and
+// kinds of host); robots.log (a crawler, a redirect, a server error, a visitor back after exactly 30 minutes).
 std::string Kept(const std::string& name) { return ReadFile(SourceDir() + "/tests/e2e/site/" + name); }
 
 std::string ManyUrlsLog() {  // three popular pages, then more pages asked for once than 500K holds

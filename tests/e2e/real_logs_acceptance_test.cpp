@@ -7,20 +7,15 @@
 
 #include "support/test_support.h"
 
-namespace {
-
 namespace fs = std::filesystem;
 using namespace testing_support;
 
 TEST(RealLogsAcceptance, EachSetCountsItsRequests) {
   const std::string root = SharedDir() + "/data/real-logs/";
   if (!fs::exists(root)) GTEST_SKIP() << "no real logs at " << root;
-  const struct {
-    const char* source;    // a folder (its *.log files) or one file
-    const char* dates;     // first day - 1, last day + 1
-    const char* requests;  // the "HTTP Requests" value; empty when no log is in range
-    const char* once;      // a text that the page holds exactly once
-  } sets[] = {
+  // A folder (its *.log files) or one file; its first day - 1 and last day + 1; the "HTTP Requests" value
+  // (empty when no log is in range); a text that the page holds exactly once.
+  const struct { const char *source, *dates, *requests, *once; } sets[] = {
       {"iis-waikolai/W3SVC20", "08162009,01082011", "22,308", "<td>66.249.71</td>"},
       {"iis-webknowit/W3SVC1", "10162015,10192016", "14,318", "<td>::1</td>"},
       {"iis-webknowit/W3SVC2", "02052016,03012016", "6,830", "<td>::1</td>"},
@@ -44,15 +39,12 @@ TEST(RealLogsAcceptance, EachSetCountsItsRequests) {
     for (const auto& log : logs) fs::create_symlink(log, dir.file(log.filename().string() + (log == source ? ".log" : "")));
     WriteFile(dir.file("loglantern.conf"), "user=a;url=http://x;logs=" + dir.file("*.log") + ";debug=1\n");
     const std::string page = RunLoglantern({"username=a", std::string("date=") + set.dates, "find=/", "subdirs=1",
-                                            "domains=1,500", "domaintypes=1,20"},
-                                           {{"TZ", "UTC"}}, "", dir.path()).out;
+                                            "domains=1,500", "domaintypes=1,20"}, {{"TZ", "UTC"}}, "", dir.path()).out;
     auto count = [&](const std::string& text) {
       return page.find(text) == std::string::npos ? 0 : page.find(text) == page.rfind(text) ? 1 : 2;
     };
-    EXPECT_EQ(count(std::string("<b>HTTP Requests:</b></td><td width=\"50%\">") + set.requests + "<"), *set.requests ? 1 : 0)
-        << set.source;
+    const std::string row = std::string("<b>HTTP Requests:</b></td><td width=\"50%\">") + set.requests + "<";
+    EXPECT_EQ(count(row), *set.requests ? 1 : 0) << set.source;
     EXPECT_EQ(count(set.once), 1) << set.source << ": " << set.once;
   }
 }
-
-}  // namespace

@@ -7,7 +7,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
+#include <regex>
 #include <stdexcept>
 
 #include "report/page_writer.h"
@@ -23,17 +24,14 @@ TempDir::TempDir() : path_((fs::temp_directory_path() / "loglantern-test-XXXXXX"
   if (!mkdtemp(path_.data())) throw std::runtime_error("mkdtemp failed");
 }
 TempDir::~TempDir() {
-  std::error_code ec;
-  fs::remove_all(path_, ec);
+  std::error_code ignored;  // a test may have left a folder it cannot read
+  fs::remove_all(path_, ignored);
 }
 
-void WriteFile(const std::string& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-}
+void WriteFile(const std::string& path, const std::string& content) { std::ofstream(path, std::ios::binary) << content; }
 std::string ReadFile(const std::string& path) {
-  std::ostringstream s;
-  s << std::ifstream(path, std::ios::binary).rdbuf();
-  return s.str();
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 bool FileExists(const std::string& path) { return fs::exists(path); }
 
@@ -73,10 +71,8 @@ RunResult PostToLoglantern(const std::string& body, std::map<std::string, std::s
   return RunLoglantern({}, env, body, cwd);
 }
 
-static std::string Quoted(const std::string& word) {
-  std::string quoted = "'";
-  for (char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
+static std::string Quoted(const std::string& word) {  // a word for the shell, in single quotes
+  return "'" + std::regex_replace(word, std::regex("'"), "'\\''") + "'";
 }
 
 // A shell runs the binary with `env -i`, its standard input, output and error

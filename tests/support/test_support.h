@@ -41,8 +41,7 @@ struct RunResult {
   std::string out, err;
 };
 
-// Runs the built binary with only TZ, LC_ALL and env in its environment, the
-// given standard input, in the given working folder.
+// Runs the built binary with only TZ, LC_ALL and env in its environment, in the given folder.
 RunResult RunLoglantern(const std::vector<std::string>& args, const std::map<std::string, std::string>& env = {},
                         const std::string& input = "", const std::string& cwd = "");
 // POSTs body as a form (CONTENT_LENGTH from the body unless env gives one).

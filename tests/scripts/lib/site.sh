@@ -9,19 +9,12 @@ datadir="$(sed -n 's/^CMAKE_INSTALL_DATADIR:[A-Z]*=//p' "$build/CMakeCache.txt" 
 
 fail() { echo "$what: FAIL: $*" >&2; exit 1; }
 skip() { [ "${CI:-}" != true ] || fail "$*"; echo "SKIP: $what: $*"; exit 0; }
-need() {  # commands (lighttpd, apache2, curl, ...) that must exist
-  for tool in "$@"; do
-    { command -v "$tool" || [ -x "/usr/sbin/$tool" ]; } >/dev/null || skip "$tool is not installed"
-  done
-}
+need() { for tool in "$@"; do command -v "$tool" >/dev/null || [ -x "/usr/sbin/$tool" ] || skip "no $tool"; done; }
 
 work="$(mktemp -d "${TMPDIR:-/tmp}/loglantern-test.XXXXXX")"
 chmod 755 "$work"  # the server may run the program as another user
 pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do { kill "$pid"; wait "$pid"; } 2>/dev/null || true; done
-  rm -rf "$work"
-}
+cleanup() { for pid in "${pids[@]}"; do { kill "$pid" && wait "$pid"; } 2>/dev/null || true; done; rm -rf "$work"; }
 trap cleanup EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
@@ -33,6 +26,5 @@ start_site() {
     --ready-file "$work/$2.ready" >"$work/$2.log" 2>&1 &
   pids+=($!)
   for _ in $(seq 600); do [ -f "$work/$2.ready" ] && return 0; sleep 0.1; done
-  cat "$work/$2.log" >&2
-  fail "$1 did not start"
+  cat "$work/$2.log" >&2 && fail "$1 did not start"
 }
