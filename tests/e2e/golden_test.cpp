@@ -44,37 +44,37 @@ std::string ManyUrlsLog() {  // three popular pages, then more pages asked for o
 }
 
 std::vector<Scenario> Scenarios() {
-  const std::string site = Kept("loglantern.conf"), ann = "username=ann date=01012024,01022024",
+  const std::string site = Kept("loglantern.conf"), demo = "username=demo date=01012024,01022024",
                     every = " requests=1 referrers=1 search=1 browsers=1 badurls=1 badurl_referrers=1 badreferrers=1 "
                             "domains=1 domaintypes=1 dailytotals=1 hitsperdayofweek=1 hitsperhour=1",
-                    account = "user=ann;url=http://www.example.org;logs=logs/*.log;subdirs=1\n",
-                    secret = "user=ann;password=Secret;url=http://www.example.org;logs=logs/*.log;subdirs=1\n";
+                    account = "user=demo;url=http://www.example.org;logs=logs/*.log;subdirs=1\n",
+                    secret = "user=demo;password=Secret;url=http://www.example.org;logs=logs/*.log;subdirs=1\n";
   const Files crypt = {{"loglantern.conf", "UserPasswords=passwords\n" + account}, {"passwords", Kept("passwords")}};
   return {
-      {"all_sections", {}, ann + every},
+      {"all_sections", {}, demo + every},
       {"new_sections", {{"logs/more.log", Kept("robots.log")}},
-       ann + every + " visitors=1 pages=1 statuscodes=1 browserfamilies=1 robots=1"},
+       demo + every + " visitors=1 pages=1 statuscodes=1 browserfamilies=1 robots=1"},
       {"sections_off_cgi", {{"loglantern.conf", site + "ExtraHeader=<p>Header from the site</p>\n"}},
-       "POST username=ann&date=01012024%2C01022024&filter_filetypes=gif&extrafooter=%3Cp%3EFooter+from+the+form%3C%2Fp%3E",
+       "POST username=demo&date=01012024%2C01022024&filter_filetypes=gif&extrafooter=%3Cp%3EFooter+from+the+form%3C%2Fp%3E",
        {{"REMOTE_ADDR", "192.0.2.1"}}},
-      {"day_first", {{"logs/more.log", Kept("robots.log")}}, ann + " dateformat=DMY dailytotals=1 hitsperdayofweek=1 visitors=1"},
-      {"limits", {}, ann + " requests=1,2 referrers=1,50% browsers=1,0,3 domains=1 domains_top=-1 domains_greater=-1"},
-      {"empty_lists", {}, ann + " find=/nothing" + every},
-      {"no_logs_in_range", {}, "POST username=ann&date=06012023%2C06302023&requests=1&hitsperhour=1"},
+      {"day_first", {{"logs/more.log", Kept("robots.log")}}, demo + " dateformat=DMY dailytotals=1 hitsperdayofweek=1 visitors=1"},
+      {"limits", {}, demo + " requests=1,2 referrers=1,50% browsers=1,0,3 domains=1 domains_top=-1 domains_greater=-1"},
+      {"empty_lists", {}, demo + " find=/nothing" + every},
+      {"no_logs_in_range", {}, "POST username=demo&date=06012023%2C06302023&requests=1&hitsperhour=1"},
       {"smart_memory",
        {{"loglantern.conf", "SmartMemoryMaxMemoryToAllocate=500\nSmartMemoryKeepEntries=10\nSmartMemoryReclaimSize=100\n" + account},
         {"logs/access.log", ManyUrlsLog()}},
-       "username=ann date=01012024 em=01 ed=01 ey=2024 requests=1,3"},
+       "username=demo date=01012024 em=01 ed=01 ey=2024 requests=1,3"},
       {"debug", {{"loglantern.conf", site + "Debug=1\n"}, {"logs/notes.log", "nothing dated here\n"},
                  {"logs/old.log", "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n"}},
-       ann + " requests=1 hitsperhour=1"},
-      {"auth_crypt_granted", crypt, ann + " password=lantern"},
-      {"auth_crypt_refused", crypt, ann + " password=Lantern"},
+       demo + " requests=1 hitsperhour=1"},
+      {"auth_crypt_granted", crypt, demo + " password=lantern"},
+      {"auth_crypt_refused", crypt, demo + " password=Lantern"},
       {"auth_wrong_password_cgi", {{"loglantern.conf", "ErrorLog=errors.log\n" + secret}},
-       "POST username=ann&password=guess&date=01012024%2C01022024",
+       "POST username=demo&password=guess&date=01012024%2C01022024",
        {{"REMOTE_HOST", "client.example"}, {"REMOTE_ADDR", "203.0.113.9"}}},
       {"auth_internal_ip_cgi", {{"loglantern.conf", "InternalIp=192.168.,10.0.\n" + secret}},
-       "POST username=ann&date=01012024%2C01022024&requests=1%2C1", {{"REMOTE_ADDR", "10.0.3.4"}}},
+       "POST username=demo&date=01012024%2C01022024&requests=1%2C1", {{"REMOTE_ADDR", "10.0.3.4"}}},
   };
 }
 
