@@ -1,24 +1,17 @@
 #!/usr/bin/env bash
-# Long and hostile POSTs through the real servers of scripts/serve.sh, one
-# layer at a time:
-#   - the shipped lighttpd and Apache configurations refuse a 70 kB body (413);
-#   - without that limit, the same body (which names /dev/stdin as the
-#     configuration and carries an account line) gets no report, because
-#     the program takes a body over 64 KiB for none;
-#   - a 60 kB body naming /dev/stdin gets no report either;
-#   - the program's own header lines arrive unchanged;
-#   - POST ?username%3Dsample without a body gives the same page (error 2)
-#     through both, though Apache hands a query without '=' to the program as
-#     argument words and lighttpd does not.
+# The real servers of scripts/serve.sh, one layer at a time: both refuse a 70 kB
+# body; without that limit the program takes such a body for none, and a 60 kB
+# one naming /dev/stdin as the configuration gets no report either; the
+# program's header lines arrive unchanged; the files beside it stay hidden; and
+# POST ?username%3Dsample gives one error page through both (Apache hands a
+# query without '=' to the program as argument words).
 set -euo pipefail
 what="web request limits"
 . "$(dirname "$0")/lib/site.sh"
 need lighttpd apache2 curl
-
 start_site lighttpd site
 start_site apache apache
 base="$(cat "$work/site.ready")"
-# shellcheck source=/dev/null
 . "$work/site/${datadir:-share}/loglantern/site.env"
 cgi="$LOGLANTERN_CGI_URL"
 
@@ -28,7 +21,7 @@ sed -e '/^server.max-request-size/d' -e "s/^server.port = .*/server.port = $port
   "$work/site/server/lighttpd.conf" >"$work/unlimited.conf"
 "$(command -v lighttpd || echo /usr/sbin/lighttpd)" -D -f "$work/unlimited.conf" >>"$work/site/server/error.log" 2>&1 &
 pids+=($!)
-wait_for "port:$port2" || fail "the unlimited server did not start"
+for _ in $(seq 100); do curl -s -o /dev/null "http://127.0.0.1:$port2/" && break; sleep 0.1; done
 
 # An account that the body itself would define, over a planted log.
 mkdir -p "$work/planted"
@@ -57,8 +50,17 @@ for line in "Content-type: text/html" \
 done
 
 for server in site apache; do
-  curl -s --max-time 60 --data-binary "" -o "$work/$server.page" "$(cat "$work/$server.ready")$cgi?username%3Dsample"
+  b="$(cat "$work/$server.ready")"
+  for f in ll14-reg red2x5 blue2x5; do
+    [ "$(curl -s -o /dev/null -w '%{http_code} %{content_type}' "$b/loglantern/$f.gif")" = "200 image/gif" ] || fail "$b: no $f.gif"
+  done
+  for f in loglantern.conf{,.sample}; do [ "$(curl -s -o /dev/null -w '%{http_code}' "$b/cgi-bin/$f")" = 403 ] || fail "$b: $f shown"; done
+  curl -s --max-time 60 --data-binary "" -o "$work/$server.page" "$b$cgi?username%3Dsample"
   grep -q 'Loglantern Error #2' "$work/$server.page" || fail "$server: no error 2 page"
 done
 diff "$work/site.page" "$work/apache.page" >&2 || fail "lighttpd and Apache gave different pages"
+# The manual has the help that each error page links to, and no script.
+curl -s --max-time 60 -o "$work/errors.html" "$base/Loglantern/manual/errors.html"
+[ "$(grep -o 'id="error[0-9]*"' "$work/errors.html" | sort -u | wc -l)" = 11 ] || fail "the manual lacks an error's help"
+! grep -qi '<script' "$work/errors.html" || fail "the manual holds a script"
 echo "web request limits: all layers hold, and both servers give the same page"

@@ -1,5 +1,4 @@
-// Fixtures shared by the tests of settings, access, analysis and report:
-// fresh settings and CGI records with every module's state reset, and a way
+// Fresh settings and CGI records with every module's state reset, and a way
 // to run code that ends the process (error and information pages).
 #pragma once
 
@@ -39,11 +38,7 @@ class SettingsTest : public ::testing::Test {
     SuperLog_ResetForTesting();
     ResetGlobalsForTesting();
   }
-  // Starts again from fresh records within one test.
-  void Reset() {
-    TearDown();
-    SetUp();
-  }
+  void Reset() { TearDown(); SetUp(); }  // fresh records within one test
   void ReportDefaults() {
     settings.title.set("Web Site Analysis");
     settings.url.set("http://www.example.org");
@@ -59,10 +54,7 @@ class SettingsTest : public ::testing::Test {
 
 namespace front_test {
 
-struct ChildResult {
-  int exitStatus = -1;  // exit code, or 128 + signal
-  std::string out;
-};
+using ChildResult = testing_support::RunResult;  // err stays empty: the child shares the test's stderr
 
 // Runs body() in a forked child with its standard output sent to a file; a
 // body that returns ends the child with status 0 after flushing.
@@ -80,7 +72,7 @@ ChildResult RunInChild(Body body) {
   }
   int status = 0;
   waitpid(pid, &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), testing_support::ReadFile(outPath)};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), testing_support::ReadFile(outPath), {}};
 }
 
 }  // namespace front_test

@@ -1,74 +1,55 @@
 #include "support/test_support.h"
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
+#include <regex>
 #include <stdexcept>
 
 #include "report/page_writer.h"
 
-namespace {
 // Modules tested on their own write to the page as the program does.
-const bool kPageWriterInstalled = (SetPassWriter(&PageWriter()), true);
-}  // namespace
+static const bool kPageWriterInstalled = (SetPassWriter(&PageWriter()), true);
 
 namespace testing_support {
 
 namespace fs = std::filesystem;
 
-TempDir::TempDir() {
-  std::string pattern = (fs::temp_directory_path() / "loglantern-test-XXXXXX").string();
-  std::vector<char> buf(pattern.begin(), pattern.end());
-  buf.push_back(0);
-  if (!mkdtemp(buf.data())) throw std::runtime_error("mkdtemp failed");
-  path_ = buf.data();
+TempDir::TempDir() : path_((fs::temp_directory_path() / "loglantern-test-XXXXXX").string()) {
+  if (!mkdtemp(path_.data())) throw std::runtime_error("mkdtemp failed");
 }
-
 TempDir::~TempDir() {
-  std::error_code ec;
-  fs::remove_all(path_, ec);
+  std::error_code ignored;  // a test may have left a folder it cannot read
+  fs::remove_all(path_, ignored);
 }
 
-void WriteFile(const std::string& path, const std::string& content) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(content.data(), static_cast<std::streamsize>(content.size()));
-}
-
+void WriteFile(const std::string& path, const std::string& content) { std::ofstream(path, std::ios::binary) << content; }
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
-
 bool FileExists(const std::string& path) { return fs::exists(path); }
 
-CaptureStdout::CaptureStdout() {
+CaptureStdout::CaptureStdout() : path_("/tmp/loglantern-stdout-XXXXXX") {
   fflush(stdout);
-  char name[] = "/tmp/loglantern-stdout-XXXXXX";
-  int fd = mkstemp(name);
+  int fd = mkstemp(path_.data());
   if (fd < 0) throw std::runtime_error("mkstemp failed");
-  path_ = name;
   savedFd_ = dup(STDOUT_FILENO);
   dup2(fd, STDOUT_FILENO);
   close(fd);
 }
 
-CaptureStdout::~CaptureStdout() { Finish(); }
-
 std::string CaptureStdout::Finish() {
-  if (done_) return {};
-  done_ = true;
+  if (savedFd_ < 0) return {};
   fflush(stdout);
   dup2(savedFd_, STDOUT_FILENO);
   close(savedFd_);
+  savedFd_ = -1;
   std::string text = ReadFile(path_);
   unlink(path_.c_str());
   return text;
@@ -78,13 +59,10 @@ static std::string EnvOr(const char* name, const std::string& fallback) {
   const char* v = getenv(name);
   return v && *v ? v : fallback;
 }
-
 std::string BinaryPath() { return EnvOr("LOGLANTERN_BINARY", "build/loglantern"); }
 std::string SourceDir() { return EnvOr("LOGLANTERN_SOURCE_DIR", "."); }
 std::string SharedDir() { return EnvOr("LOGLANTERN_SHARED_DIR", SourceDir() + "/../shared"); }
 
-// Standard input, output and error go through files of a temporary folder:
-// no pipes to keep flowing, and a program that never reads its input is fine.
 RunResult PostToLoglantern(const std::string& body, std::map<std::string, std::string> env,
                            const std::string& cwd) {
   env.emplace("REQUEST_METHOD", "POST");
@@ -93,40 +71,27 @@ RunResult PostToLoglantern(const std::string& body, std::map<std::string, std::s
   return RunLoglantern({}, env, body, cwd);
 }
 
-RunResult RunLoglantern(const std::vector<std::string>& args,
-                        const std::map<std::string, std::string>& env, const std::string& input,
-                        const std::string& cwd) {
-  const std::string binary = fs::absolute(BinaryPath()).string();
+static std::string Quoted(const std::string& word) {  // a word for the shell, in single quotes
+  return "'" + std::regex_replace(word, std::regex("'"), "'\\''") + "'";
+}
+
+// A shell runs the binary with `env -i`, its standard input, output and error
+// in files: no pipes to keep flowing, and a program that never reads is fine.
+RunResult RunLoglantern(const std::vector<std::string>& args, const std::map<std::string, std::string>& env,
+                        const std::string& input, const std::string& cwd) {
   std::map<std::string, std::string> fullEnv;
-  for (const char* keep : {"TZ", "LC_ALL"}) {
+  for (const char* keep : {"TZ", "LC_ALL"})
     if (const char* v = getenv(keep)) fullEnv[keep] = v;
-  }
   for (const auto& [k, v] : env) fullEnv[k] = v;
-  std::vector<std::string> envStrings;
-  for (const auto& [k, v] : fullEnv) envStrings.push_back(k + "=" + v);
   TempDir io;
   WriteFile(io.file("in"), input);
-  pid_t pid = fork();
-  if (pid == 0) {
-    const std::pair<std::string, int> files[] = {{"in", O_RDONLY}, {"out", O_WRONLY | O_CREAT}, {"err", O_WRONLY | O_CREAT}};
-    for (int fd = 0; fd < 3; ++fd) dup2(open(io.file(files[fd].first).c_str(), files[fd].second, 0600), fd);
-    if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(126);
-    std::vector<char*> argv{const_cast<char*>(binary.c_str())};
-    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    std::vector<char*> envp;
-    for (auto& e : envStrings) envp.push_back(e.data());
-    envp.push_back(nullptr);
-    execve(binary.c_str(), argv.data(), envp.data());
-    _exit(127);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  RunResult result;
-  result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.out = ReadFile(io.file("out"));
-  result.err = ReadFile(io.file("err"));
-  return result;
+  std::string command = "cd " + Quoted(cwd.empty() ? "." : cwd) + " && exec env -i";
+  for (const auto& [k, v] : fullEnv) command += " " + Quoted(k + "=" + v);
+  command += " " + Quoted(fs::absolute(BinaryPath()).string());
+  for (const auto& a : args) command += " " + Quoted(a);
+  int status = system((command + " <" + io.file("in") + " >" + io.file("out") + " 2>" + io.file("err")).c_str());
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), ReadFile(io.file("out")),
+          ReadFile(io.file("err"))};
 }
 
 }  // namespace testing_support

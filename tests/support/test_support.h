@@ -1,4 +1,4 @@
-// Helpers shared by the tests: temporary folders, files, captured standard
+// Helpers shared by the tests: temporary folders and files, captured standard
 // output, and runs of the real binary.
 #pragma once
 
@@ -8,8 +8,7 @@
 
 namespace testing_support {
 
-// A fresh temporary folder, removed with its content at the end of scope.
-class TempDir {
+class TempDir {  // a fresh temporary folder, removed with its content at the end of scope
  public:
   TempDir();
   ~TempDir();
@@ -26,40 +25,30 @@ void WriteFile(const std::string& path, const std::string& content);
 std::string ReadFile(const std::string& path);
 bool FileExists(const std::string& path);
 
-// Captures what the process writes to stdout (through stdio or the file
-// descriptor) between construction and Finish().
-class CaptureStdout {
+class CaptureStdout {  // what the process writes to stdout (stdio or the descriptor) until Finish()
  public:
   CaptureStdout();
-  ~CaptureStdout();
+  ~CaptureStdout() { Finish(); }
   std::string Finish();
 
  private:
   int savedFd_ = -1;
   std::string path_;
-  bool done_ = false;
 };
 
 struct RunResult {
   int exitStatus = -1;  // exit code, or 128 + signal
-  std::string out;
-  std::string err;
+  std::string out, err;
 };
 
-// Runs the built loglantern binary (LOGLANTERN_BINARY) with exactly the
-// given environment (nothing inherited but TZ and LC_ALL unless overridden),
-// the given standard input, in the given working folder.
-RunResult RunLoglantern(const std::vector<std::string>& args,
-                        const std::map<std::string, std::string>& env = {},
+// Runs the built binary with only TZ, LC_ALL and env in its environment, in the given folder.
+RunResult RunLoglantern(const std::vector<std::string>& args, const std::map<std::string, std::string>& env = {},
                         const std::string& input = "", const std::string& cwd = "");
-
-// Posts body to the binary as a CGI program would receive a form: method
-// POST, CONTENT_LENGTH of the body (unless env gives one) and the form's
-// content type, besides env.
+// POSTs body as a form (CONTENT_LENGTH from the body unless env gives one).
 RunResult PostToLoglantern(const std::string& body, std::map<std::string, std::string> env = {},
                            const std::string& cwd = "");
 
-// Paths given to the tests by CTest (with sensible fallbacks).
+// Paths given by CTest, with fallbacks for a run by hand from the source folder.
 std::string BinaryPath();
 std::string SourceDir();
 std::string SharedDir();

@@ -1,6 +1,6 @@
 # Sourced by the server-level tests: installs the built program into scratch
-# sites served on 127.0.0.1 by scripts/serve.sh.  The caller sets `what` (its
-# name in messages).  A missing tool prints a SKIP line and passes on a
+# sites served on 127.0.0.1 by scripts/serve.sh. The caller sets `what` (its
+# name in messages). A missing tool prints a SKIP line and passes on a
 # developer's machine; under CI (CI=true) it fails instead.
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/../../.." && pwd)"
 build="$root/build"
@@ -9,37 +9,15 @@ datadir="$(sed -n 's/^CMAKE_INSTALL_DATADIR:[A-Z]*=//p' "$build/CMakeCache.txt" 
 
 fail() { echo "$what: FAIL: $*" >&2; exit 1; }
 skip() { [ "${CI:-}" != true ] || fail "$*"; echo "SKIP: $what: $*"; exit 0; }
-need() {  # commands (lighttpd, apache2, curl, ...) that must exist
-  for tool in "$@"; do
-    { command -v "$tool" || [ -x "/usr/sbin/$tool" ]; } >/dev/null || skip "$tool is not installed"
-  done
-}
+need() { for tool in "$@"; do command -v "$tool" >/dev/null || [ -x "/usr/sbin/$tool" ] || skip "no $tool"; done; }
 
 work="$(mktemp -d "${TMPDIR:-/tmp}/loglantern-test.XXXXXX")"
 chmod 755 "$work"  # the server may run the program as another user
 pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do
-    kill "$pid" 2>/dev/null || true
-    wait "$pid" 2>/dev/null || true
-  done
-  rm -rf "$work"
-}
+cleanup() { for pid in "${pids[@]}"; do { kill "$pid" && wait "$pid"; } 2>/dev/null || true; done; rm -rf "$work"; }
 trap cleanup EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
-
-wait_for() {  # a file, or port:N that answers
-  for _ in $(seq 1 600); do
-    if [ "${1#port:}" != "$1" ]; then
-      (exec 3<>"/dev/tcp/127.0.0.1/${1#port:}") 2>/dev/null && return 0
-    elif [ -f "$1" ]; then
-      return 0
-    fi
-    sleep 0.1
-  done
-  return 1
-}
 
 # start_site SERVER NAME: installs under $work/NAME and serves it; its
 # address is then in $work/NAME.ready.
@@ -47,5 +25,6 @@ start_site() {
   bash "$root/scripts/serve.sh" --server "$1" --build "$build" --no-build --prefix "$work/$2" \
     --ready-file "$work/$2.ready" >"$work/$2.log" 2>&1 &
   pids+=($!)
-  wait_for "$work/$2.ready" || { cat "$work/$2.log" >&2; fail "$1 did not start"; }
+  for _ in $(seq 600); do [ -f "$work/$2.ready" ] && return 0; sleep 0.1; done
+  cat "$work/$2.log" >&2 && fail "$1 did not start"
 }
