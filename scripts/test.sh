@@ -5,6 +5,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+# The tests stay within a third of the code's size.
+scripts/test_ratio.sh
+
 build=build
 flags=()
 if [ "${1:-}" = "--sanitize" ]; then
