@@ -16,6 +16,7 @@ TEST(Agents, RulesAnswerTheSameOnceCompiledToMachineCode) {
       "Gecko) Version/17.3 Mobile/15E148 Safari/604.1",
       "Googlebot/2.1 (+http://www.google.com/bot.html)",
       "",
+      "GeoEvent Server 10.8.1 HbbTV/1.1.1 ( ;LGE ;NetCast 4.0",  // first browser and system rules
   };
   auto classify = [&] {
     std::vector<std::string> answers;
@@ -32,6 +33,7 @@ TEST(Agents, RulesAnswerTheSameOnceCompiledToMachineCode) {
   EXPECT_EQ(classify(), interpreted);
   EXPECT_EQ(interpreted[0].rfind("Firefox 123|Linux|", 0), 0u) << interpreted[0];
   EXPECT_EQ(interpreted[2].substr(interpreted[2].rfind('|')), "|Googlebot");
+  EXPECT_EQ(interpreted[4], "GeoEvent Server 10|LG 2013|");
 }
 
 }  // namespace
