@@ -135,14 +135,12 @@ void BuildTemplate(char separator, char* names, Lookup codeOf) {
   TrimLogFormat(out);
 }
 
-// Sets the field cursor for a field from start to end (exclusive) and
-// terminates it; next is where the following field begins.
+// Sets the field cursor for a field from start to end (exclusive);
+// next is where the following field begins.
 inline void SetField(char* start, char* end, char* next) {
   SuperLogState& s = mState;
   s.mpValidStart = start;
   s.mValidLen = static_cast<int32_t>(end - start);
-  s.mpValidEnd = end - 1;
-  s.mpFieldEnd = s.mpValidEnd;
   s.mpNextFieldStart = next;
 }
 

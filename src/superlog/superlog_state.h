@@ -94,9 +94,7 @@ struct SuperLogState {
   // --- the field cursor shared by the splitters and their callers
   char* mpFieldStart = nullptr;
   char* mpValidStart = nullptr;
-  char* mpValidEnd = nullptr;
   int32_t mValidLen = 0;
-  char* mpFieldEnd = nullptr;
   char* mpNextFieldStart = nullptr;
 
   // --- the reader
