@@ -99,8 +99,8 @@ TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
 TEST_F(Audience, APageEndsInASlashHasNoExtensionOrAPageExtension) {
   const std::pair<const char*, bool> cases[] = {
       {"/", true}, {"/docs/", true}, {"/about", true}, {"/INDEX.HTM", true}, {"/a.shtml", true}, {"/search.php?q=logo.png", true},
-      {"/default.aspx", true}, {"/app.jsp", true}, {"/form.cgi", true}, {"/tool.PL", true}, {"/old.asp", true}, {"/v1.2/notes", true},
-      {"/img/logo.png", false}, {"/app.js", false}, {"/file.tar.gz", false}, {"/page.html.bak", false}, {"/favicon.ico?v=2", false},
+      {"/default.aspx", true}, {"/app.jsp", true}, {"/form.cgi", true}, {"/tool.PL", true}, {"/old.ASP", true}, {"/v1.2/notes", true},
+      {"/img/logo.png", false}, {"/app.js", false}, {"/file.tar.gz", false}, {"/page.html.bak", false}, {"/favicon.ico?v=2", false}, {"/notes.markdown", false},
   };
   std::vector<Hit> hits;
   int pages = 0;

@@ -82,6 +82,7 @@ TEST(Driver, EachWayOfAskingReachesItsPageOrError) {
        "<html>\n<head>\n<title>Web Site Analysis</title>\n</head>\n\n\n\n\n<body bgcolor=\"#FFFFFF\" text=\"#000000\">\n"
        "<b><blink>Warning!  Remote debugging is enabled!", "Error #11: No log files found</h2>\n\n<b>Description: </b>The \"logs\" parameter "
        "(/nowhere/*.log)\ndid not match any existing files. This can occur if this parameter is", "</body>\n</html>\n"},
+      {"user=ann;password=*;url=http://h;logs=/x\n", {'S', {"username=ann", "date=01022000,01012000"}}, "<html>\n<head>\n<title>Loglantern: Error #7", ""},
       // Form-only words cannot choose the logs an account may read.
       {"user=ann;password=*;url=http://h\n", {'S', {"username=ann", "logs=/etc/*"}}, "<html>\n<head>\n<title>Loglantern: Error #5", ""},
       {"user=ann\n", {'G', {}, "remotedebug"}, html + "Loglantern 1.4.3: Remote Debugging", "debugging not enabled"},

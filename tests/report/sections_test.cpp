@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "report/frame.h"
 #include "report/sections.h"
 #include "support/fixtures.h"
 
@@ -74,7 +75,10 @@ TEST_F(SectionsTest, DailyTotalsWrapAtTheYearsLastDayInTheDateOrder) {
   }
 }
 
-TEST(SizeSuffix, StartsAtHalfAMegabyte) {
+TEST(NumberTexts, CommasEveryThreeDigitsAndSizeSuffixFromHalfAMegabyte) {
+  char number[32];
+  FormatWithCommas(number, 0, 12, 345678901);
+  EXPECT_STREQ(number, "12,345,678,901");
   CaptureStdout out;
   PrintMbGbSuffix(0, 524287), PrintMbGbSuffix(0, 524288), PrintMbGbSuffix(1, 73741824), PrintMbGbSuffix(5, 0);
   EXPECT_EQ(out.Finish(), " (0.5 MB) (1.0 GB) (4.7 GB)");
