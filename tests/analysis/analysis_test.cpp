@@ -119,6 +119,7 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        [](StatsFields& s) { s.dnsLookupEnabled = 1, s.domains.show = s.domainTypes.show = 1, s.filterFileTypes.set("gif"); }, 3, 2,
        {"<td>dept.example.com</td>", "<td>10.0.0</td>", "<td>UNKNOWN</td>"}},
       {L("10.0.0.1", "0", "/"), [](StatsFields& s) { s.dnsLookupEnabled = 1, s.requests.show = 1; }, 1, 0, {}},
+      {L("2001:db8::1", "0", "/"), [](StatsFields& s) { s.domainTypes.show = 1; }, 1, 0, {"<td>UNKNOWN</td>", "!<td>2001"}},
       // ...and for every hit when a named host filter needs them; a dropped
       // hit is not even a bad URL, and an excluded file type asks nothing.
       {L("10.0.0.5", "0", "/gone", 404) + L("10.0.0.6", "1", "/") + L("10.0.0.7", "2", "/") + L("10.0.0.8", "3", "/y.gif"),
