@@ -55,7 +55,7 @@ std::vector<Scenario> Scenarios() {
       {"new_sections", {{"logs/more.log", Kept("robots.log")}},
        demo + every + " visitors=1 pages=1 statuscodes=1 browserfamilies=1 robots=1"},
       {"sections_off_cgi", {{"loglantern.conf", site + "ExtraHeader=<p>Header from the site</p>\n"}},
-       "POST username=demo&date=01012024%2C01022024&filter_filetypes=gif&extrafooter=%3Cp%3EFooter+from+the+form%3C%2Fp%3E",
+       "POST username=demo&date=01012024%2C01022024&filter_filetypes=gif&filter_domains=uni.example.edu&extrafooter=%3Cp%3EFooter+from+the+form%3C%2Fp%3E",
        {{"REMOTE_ADDR", "192.0.2.1"}}},
       {"day_first", {{"logs/more.log", Kept("robots.log")}}, demo + " dateformat=DMY dailytotals=1 hitsperdayofweek=1 visitors=1"},
       {"limits", {}, demo + " requests=1,2 referrers=1,50% browsers=1,0,3 domains=1 domains_top=-1 domains_greater=-1"},
