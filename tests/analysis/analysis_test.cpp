@@ -119,6 +119,13 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        [](StatsFields& s) { s.dnsLookupEnabled = 1, s.domains.show = s.domainTypes.show = 1, s.filterFileTypes.set("gif"); }, 3, 2,
        {"<td>dept.example.com</td>", "<td>10.0.0</td>", "<td>UNKNOWN</td>"}},
       {L("10.0.0.1", "0", "/"), [](StatsFields& s) { s.dnsLookupEnabled = 1, s.requests.show = 1; }, 1, 0, {}},
+      // 300 addresses share some of the cache's 1024 slots: each is still asked once.
+      {[] {
+         std::string log;
+         for (int i = 0; i < 600; ++i) log += L("10.1." + std::to_string(i % 300 / 250) + "." + std::to_string(i % 300 % 250), "0", "/");
+         return log;
+       }(),
+       [](StatsFields& s) { s.dnsLookupEnabled = 1, s.domains.show = 1; }, 600, 300, {}},
       {L("2001:db8::1", "0", "/"), [](StatsFields& s) { s.domainTypes.show = 1; }, 1, 0, {"<td>UNKNOWN</td>", "!<td>2001"}},
       // ...and for every hit when a named host filter needs them; a dropped
       // hit is not even a bad URL, and an excluded file type asks nothing.
