@@ -46,6 +46,7 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
       {'i', "authrealm=*", "realm", "*"},
       {'f', "base=" + std::string(243, 'b'), "base", std::string(243, 'b')},  // at most a field's 243 characters
       {'f', "base=" + std::string(244, 'c'), "base", std::string(243, 'b')},  // too long: ignored, not cut
+      {'f', "requests=," + std::string(241, '0') + "5", "requests", "0,5,0,1"},  // a field of 242 characters kept whole
       {'f', "debug=1", "debug", "1,4"},
       {'f', "dnslookupenabled=99999999999999", "numbers", "2147483647,0,1"},
       {'i', "smartmemorydisabled=1", "numbers", "2147483647,0,1"},
