@@ -70,8 +70,8 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
       {L("h", "0", "/docs/a.html") + L("h", "1", "/DOCS/b.html"), [](StatsFields& s) { s.find.set("/docs"), s.findCaseSensitive = 1; }, 1, 0, {}},
       {L("h", "0", "/docs/a.html") + L("h", "1", "/docsx") + L("h", "2", "/other"), [](StatsFields& s) { s.find.set("/docs"), s.findPattern = 1; },
        2, 0, {"<b>URL Analyzed:</b></td><td width=\"50%\">/docs*</td>"}},
-      {L("h", "0", "/docs/a.html") + L("h", "1", "/DOCS/b.html"),
-       [](StatsFields& s) { s.find.set("/docs"), s.findPattern = 1, s.findCaseSensitive = 1; }, 1, 0, {}},
+      {L("h", "0", "/docs/a.html") + L("h", "1", "/docs/b.html") + L("h", "2", "/DOCS/c.html"),
+       [](StatsFields& s) { s.find.set("/docs"), s.findPattern = 1, s.findCaseSensitive = 1; }, 2, 0, {}},
       // The query is cut off before the prefix test unless shown.
       {L("h", "0", "/a?x=1"), [](StatsFields& s) { s.find.set("/a?x"); }, 0, 0, {}},
       {L("h", "0", "/a?x=1"), [](StatsFields& s) { s.find.set("/a?x"), s.showQuery = 1; }, 1, 0, {}},

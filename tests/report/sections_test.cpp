@@ -15,14 +15,15 @@ class SectionsTest : public SettingsTest {
   void SetUp() override { SettingsTest::SetUp(), ReportDefaults(); }
 };
 
-// Schemes of 4 and 5 letters are linked unchanged; "ftp://ab" (only 8
+// Schemes of 3 to 5 letters are linked unchanged; "ftp://ab" (only 8
 // characters) and a scheme of 6 are paths under the site's address.
 TEST_F(SectionsTest, RowsLinkOnlyRealAbsoluteUrlsUnchanged) {
   ItemList* list = nullptr;
   ListInfo* info = nullptr;
   init_list(&list, &info, "Test");
   const std::pair<const char*, const char*> cases[] = {
-      {"http://mirror.example.net/x", ""}, {"https://e.org/y", ""}, {"ftp://ab", "http://www.example.org"}, {"gopher://a.b/", "http://www.example.org"}};
+      {"http://mirror.example.net/x", ""}, {"https://e.org/y", ""}, {"ftp://ab", "http://www.example.org"}, {"gopher://a.b/", "http://www.example.org"},
+      {"ftp://ftp.example.org/f", ""}};
   for (const auto& [text, site] : cases) add_item(&list, info, text, nullptr, nullptr, 0);
   CaptureStdout out;
   display_list(&settings, list, 0, 0, 0, "requests", 66);
