@@ -128,6 +128,8 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        [](StatsFields& s) { s.dnsLookupEnabled = 1, s.domains.show = 1; }, 600, 300, {}},
       {L("2001:db8::1", "0", "/"), [](StatsFields& s) { s.domainTypes.show = 1; }, 1, 0, {"<td>UNKNOWN</td>", "!<td>2001"}},
       {L("h", "0", "/", 1234), [](StatsFields& s) { s.statusCodes.show = 1; }, 1, 0, {"1234"}},  // a code past 999 keeps its number
+      {L("10.0.0.9", "0", "/a.gif") + L("10.0.0.9", "1", "/"), [](StatsFields& s) { s.domains.show = 1, s.filterFileTypes.set("gif"); }, 1, 0,
+       {"<td align=center>1</td><td align=center>100.00%</td><td>10.0.0</td>"}},  // an omitted file type counts in no domain
       // ...and for every hit when a named host filter needs them; a dropped
       // hit is not even a bad URL, and an excluded file type asks nothing.
       {L("10.0.0.5", "0", "/gone", 404) + L("10.0.0.6", "1", "/") + L("10.0.0.7", "2", "/") + L("10.0.0.8", "3", "/y.gif"),
