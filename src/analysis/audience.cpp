@@ -12,6 +12,7 @@
 // its host, browser text and page once each.
 #include "analysis/audience.h"
 
+#include <arpa/inet.h>
 #include <strings.h>
 
 #include <cctype>
@@ -107,6 +108,7 @@ struct AudienceState {
   Prepared prepared;
   PassResults* results = nullptr;
   bool visitors = false, pages = false, statusCodes = false, families = false, robots = false;
+  bool byAgent = false;  // a section on that needs the browser text's number
   bool pagesIgnoreCase = false;
   bool showQuery = false;
   ListInfo* info[7] = {};
@@ -158,35 +160,17 @@ void EndVisit(Visitor& v, PassResults* r) {
   v.flags &= static_cast<uint8_t>(~kHasPage);
 }
 
-// Reads a host written exactly as a dotted IPv4 address ("10.0.0.1", no
-// leading zeros), the only spelling that the four bytes give back.
-bool PackAddress(std::string_view text, uint32_t* address) {
-  uint32_t value = 0;
-  size_t at = 0;
-  for (int part = 0; part < 4; ++part) {
-    if (part > 0) {
-      if (at >= text.size() || text[at] != '.') return false;
-      ++at;
-    }
-    size_t start = at;
-    uint32_t number = 0;
-    while (at < text.size() && at - start < 4 && text[at] >= '0' && text[at] <= '9')
-      number = number * 10 + static_cast<uint32_t>(text[at++] - '0');
-    size_t digits = at - start;
-    if (digits == 0 || digits > 3 || number > 255 || (digits > 1 && text[start] == '0')) return false;
-    value = value << 8 | number;
-  }
-  *address = value;
-  return at == text.size();
-}
-
 // The host's hash, and its address when it is one; the hosts table's slot
 // for a name is requested, to be read by NumberHost.
 HostKey HashHost(const char* hostText) {
   std::string_view text(hostText ? hostText : "");
   if (text.size() > 255) text = text.substr(0, 255);  // hosts are cut at 243 before this
   HostKey key{kAddressHost, 0, 0, text};
-  if (PackAddress(text, &key.value)) {
+  // Only the plain dotted spelling ("10.0.0.1", no leading zeros) gives back
+  // its four bytes, so a host kept as them is never merged with another.
+  in_addr address;
+  if (inet_pton(AF_INET, hostText ? hostText : "", &address) == 1) {
+    key.value = address.s_addr;
     key.hash = static_cast<uint32_t>((key.value * 0xD6E8FEB86659FD93ULL) >> 32);
     return key;
   }
@@ -397,6 +381,7 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   m.statusCodes = On(s->statusCodes);
   m.families = On(s->browserFamilies);
   m.robots = On(s->robots);
+  m.byAgent = m.families || m.visitors || m.pages || m.robots;
   m.pagesIgnoreCase = !s->findCaseSensitive;
   m.showQuery = s->showQuery != 0;
   if (m.pages) {
@@ -416,7 +401,7 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
 void PrepareAudienceHit(const LogHit* hit, const char* loggedHost) {
   Prepared& p = m.prepared;
   p.hit = hit;
-  p.agentId = m.families || m.visitors || m.pages || m.robots ? AgentId(hit->agent) : 0;
+  p.agentId = m.byAgent ? AgentId(hit->agent) : 0;
   if (m.visitors || m.pages) {
     p.host = HashHost(loggedHost);
     p.visitorHash = PrefetchVisitor(p.host, p.agentId);
@@ -428,14 +413,13 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
                       PassResults* r) {
   if (m.prepared.hit != hit) PrepareAudienceHit(hit, loggedHost);
   m.prepared.hit = nullptr;
-  bool byAgent = m.families || m.visitors || m.pages || m.robots;
   uint32_t agentId = m.prepared.agentId;
   HostKey& host = m.prepared.host;
   uint64_t visitorHash = m.prepared.visitorHash;
   // The page's node is requested while the hit's other figures are counted.
   if (m.pages && m.prepared.isPage) PrefetchItemNode(r->pages, m.prepared.pageKey);
   if (m.statusCodes) CountStatus(hit, r);
-  if (!byAgent) return;
+  if (!m.byAgent) return;
   const AgentClass* agent = nullptr;
   const AgentKeys* keys = nullptr;
   if (m.families || m.robots) {
@@ -489,25 +473,16 @@ void AudienceFree(PassResults* r) {
 }
 
 // The extension is what the file-type filter finds in the URL's first 243
-// characters: from the last '.' after the last '/', up to any query.
+// characters.
 bool IsPageUrl(const char* url) {
-  static constexpr const char* kPageTypes[] = {"html", "htm", "shtml", "php", "asp",
-                                               "aspx", "jsp", "cgi",   "pl"};
-  size_t end = strnlen(url, kWorkSize - 1);
-  if (const void* query = memchr(url, '?', end))
-    end = static_cast<size_t>(static_cast<const char*>(query) - url);
-  size_t dot = end;
-  while (dot > 0 && url[dot - 1] != '/' && url[dot - 1] != '.') --dot;
-  if (dot == 0 || url[dot - 1] == '/') return true;  // no extension
-  size_t length = end - dot;
-  if (length < 2 || length > 5) return false;
-  char type[8] = {};
-  for (size_t i = 0; i < length; ++i) {
-    unsigned char c = static_cast<unsigned char>(url[dot + i]);
-    type[i] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-  }
-  for (const char* known : kPageTypes)
-    if (strcmp(type, known) == 0) return true;
+  static constexpr std::string_view kPageTypes[] = {"html", "htm", "shtml", "php", "asp",
+                                                    "aspx", "jsp", "cgi",   "pl"};
+  std::string_view type = FileTypeOf(url, strnlen(url, kWorkSize - 1));
+  if (type.empty()) return true;  // no extension
+  type.remove_prefix(1);          // the dot
+  for (std::string_view known : kPageTypes)
+    if (type.size() == known.size() && strncasecmp(type.data(), known.data(), type.size()) == 0)
+      return true;
   return false;
 }
 

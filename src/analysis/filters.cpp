@@ -228,16 +228,19 @@ void TruncateCGI(char* url) {
   if (url) url[strcspn(url, "?\"")] = 0;
 }
 
+std::string_view FileTypeOf(const char* url, size_t length) {
+  if (const void* query = memchr(url, '?', length))
+    length = static_cast<size_t>(static_cast<const char*>(query) - url);
+  for (size_t i = length; i-- > 0;) {
+    if (url[i] == '/') break;
+    if (url[i] == '.') return std::string_view(url + i, length - i);
+  }
+  return {};
+}
+
 void TruncateFileType(char* url) {
   if (!url) return;
-  char* query = strchr(url, '?');
-  if (query) *query = 0;
-  for (size_t i = strlen(url); i-- > 0;) {
-    if (url[i] == '/') break;
-    if (url[i] == '.') {
-      memmove(url, url + i, strlen(url + i) + 1);
-      return;
-    }
-  }
-  url[0] = 0;
+  std::string_view type = FileTypeOf(url, strlen(url));
+  memmove(url, type.data() ? type.data() : url, type.size());
+  url[type.size()] = 0;
 }

@@ -6,6 +6,9 @@
 // memory is refused they end the process with status 1.
 #pragma once
 
+#include <cstddef>
+#include <string_view>
+
 struct StatsFields;
 
 // 1 keep, 0 excluded.  NotFilteredDomain excludes a host or referrer that
@@ -40,6 +43,9 @@ char* TruncateLSD(char* host);
 void TruncateIP(char* address);
 // Cuts a URL at its first "?" or double quote.
 void TruncateCGI(char* url);
-// Reduces a URL to its file type: ".GIF" for /img/logo.GIF?x=1, empty when
-// the last path segment has no dot.
+// The file type of the URL's first length bytes, read in place: ".GIF" for
+// /img/logo.GIF?x=1 (from the last '.' after the last '/', up to any query),
+// empty when the last path segment has no dot.
+std::string_view FileTypeOf(const char* url, size_t length);
+// Reduces a URL to its file type, as FileTypeOf reads it.
 void TruncateFileType(char* url);
