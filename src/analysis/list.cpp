@@ -20,8 +20,6 @@
 // locale the program runs in.
 #include "analysis/list.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
@@ -29,6 +27,7 @@
 
 #include "analysis/smart_memory.h"
 #include "base/globals.h"
+#include "base/huge_pages.h"
 
 // One slot of the index: the node's hash beside the node, so that a probe
 // reads one cache line of the table and visits only the node whose hash
@@ -88,7 +87,7 @@ int32_t Add32(int32_t a, int32_t b) {
 // Chunks go back to the system when the last node is freed.  Under the
 // address sanitizer every node is its own malloc, so that it sees each one.
 
-constexpr size_t kChunkBytes = size_t{2} << 20;
+constexpr size_t kChunkBytes = ll::kHugePageBytes;
 constexpr size_t kLargestNode = sizeof(ListItem) + 248;
 constexpr size_t kSizeClasses = kLargestNode / 8 + 1;
 
@@ -115,19 +114,8 @@ NodePool mPool;
 // A new chunk (aligned to its size, so that it can be one huge page), or
 // false when the system refuses it.
 bool NewChunk() {
-  size_t mappedBytes = kChunkBytes * 2;
-  void* mapped =
-      mmap(nullptr, mappedBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (mapped == MAP_FAILED) return false;
-  uintptr_t base = reinterpret_cast<uintptr_t>(mapped);
-  uintptr_t start = (base + kChunkBytes - 1) & ~(kChunkBytes - 1);
-  // Only the aligned chunk stays mapped, so that address space limits see
-  // what is used.
-  if (start > base) munmap(mapped, start - base);
-  if (base + mappedBytes > start + kChunkBytes)
-    munmap(reinterpret_cast<void*>(start + kChunkBytes), base + mappedBytes - start - kChunkBytes);
-  char* chunk = reinterpret_cast<char*>(start);
-  madvise(chunk, kChunkBytes, MADV_HUGEPAGE);
+  char* chunk = static_cast<char*>(ll::MapHugeAligned(kChunkBytes));
+  if (!chunk) return false;
   // The record sits at the chunk's start; nodes follow it.
   PoolChunk* record = reinterpret_cast<PoolChunk*>(chunk);
   *record = PoolChunk{mPool.chunks};
@@ -140,7 +128,7 @@ bool NewChunk() {
 void ReleaseChunks() {
   for (PoolChunk* c = mPool.chunks; c;) {
     PoolChunk* next = c->next;
-    munmap(c, kChunkBytes);
+    ll::UnmapHugeAligned(c, kChunkBytes);
     c = next;
   }
   mPool = NodePool{};

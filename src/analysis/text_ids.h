@@ -7,13 +7,13 @@
 // Kept outside the memory ceiling (what is numbered must stay numbered).
 #pragma once
 
-#include <sys/mman.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <utility>
 #include <vector>
+
+#include "base/huge_pages.h"
 
 // Memory for a hash table that is read at random once per hit: zeroed pages
 // straight from the system, asked for as huge pages once the table is big
@@ -30,29 +30,21 @@ class HugeSlots {
   void Swap(HugeSlots& other) {
     std::swap(slots_, other.slots_);
     std::swap(size_, other.size_);
-    std::swap(mapped_, other.mapped_);
     std::swap(mappedBytes_, other.mappedBytes_);
   }
   // Makes n empty slots; ends the process with status 1 when refused.
   void Make(size_t n) {
     Release();
-    constexpr size_t kHuge = 2 << 20;
-    size_t bytes = n * sizeof(T);
-    mappedBytes_ = bytes + kHuge;
-    mapped_ = mmap(nullptr, mappedBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
-                   -1, 0);
-    if (mapped_ == MAP_FAILED) exit(1);
-    uintptr_t start = (reinterpret_cast<uintptr_t>(mapped_) + kHuge - 1) & ~(kHuge - 1);
-    if (bytes >= kHuge / 8)
-      madvise(reinterpret_cast<void*>(start), (bytes + kHuge - 1) & ~(kHuge - 1), MADV_HUGEPAGE);
-    slots_ = reinterpret_cast<T*>(start);
+    mappedBytes_ = n * sizeof(T);
+    slots_ = static_cast<T*>(ll::MapHugeAligned(mappedBytes_));
+    if (!slots_) exit(1);
     size_ = n;
   }
   void Release() {
-    if (mapped_) munmap(mapped_, mappedBytes_);
-    mapped_ = nullptr;
+    ll::UnmapHugeAligned(slots_, mappedBytes_);
     slots_ = nullptr;
     size_ = 0;
+    mappedBytes_ = 0;
   }
   size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
@@ -67,7 +59,6 @@ class HugeSlots {
  private:
   T* slots_ = nullptr;
   size_t size_ = 0;
-  void* mapped_ = nullptr;
   size_t mappedBytes_ = 0;
 };
 
