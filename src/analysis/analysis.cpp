@@ -77,6 +77,24 @@ struct AgentFlags {
 };
 constexpr size_t kAgentMemoSize = 512;
 
+// The domain and domain type of one recent host, with their keys, so that a
+// host's later hits (a visit's hits come minutes apart) skip the cutting
+// and the two hashes.  Hosts, domains and types too long for an entry are
+// cut afresh on every hit.
+constexpr size_t kMemoTextSize = 48;
+constexpr size_t kMemoTypeSize = 16;
+struct HostMemo {
+  uint32_t hostHash = 0;  // 0: an empty entry (no key hash is 0)
+  uint32_t hostLength = 0;
+  ItemKey domain{};       // text null: the domain is not counted
+  ItemKey type{};         // text null: the type is not counted
+  bool ipv6 = false;
+  char host[kMemoTextSize];
+  char domainText[kMemoTextSize];
+  char typeText[kMemoTypeSize];
+};
+constexpr size_t kHostMemoSize = 1024;
+
 struct AnalysisState {
   PassResults results;
   ListInfo* info[kListCount] = {};
@@ -100,6 +118,7 @@ struct AnalysisState {
 // ---- module state ----------------------------------------------------------
 namespace {
 AnalysisState mPass;       // one run of the pass; its counters outlive the run
+HostMemo mHostMemo[kHostMemoSize];  // by the host's hash; emptied with mPass
 int32_t mLineCounter = 0;  // lines since the last keep-alive blank
 }  // namespace
 // ------------------------------------------------------------------------------
@@ -199,6 +218,7 @@ bool AnySectionCounts(const StatsFields* s) {
 // False when no log file matches the account's patterns.
 bool SetUp(StatsFields* settings) {
   mPass = AnalysisState{};
+  for (HostMemo& m : mHostMemo) m.hostHash = 0;
   ComputeRange(settings);
   SuperLog_Init(settings, mPass.results.rangeFirst, mPass.results.rangeLast);
   if (!SuperLog_LogFilesFound()) return false;
@@ -330,21 +350,33 @@ char* CutDomain(const StatsFields* s, const char* host, ItemKey* domain, char* w
   return cut;
 }
 
-// Counts the domain and the domain type of a host cut by CutDomain into work.
-void CountDomains(const StatsFields* s, const ItemKey& domain, char* cut, char* work, bool ipv6) {
+// Cuts the domain type out of a host cut by CutDomain: the cut copy moves
+// to the start of work, which ends as the type.
+void CutDomainType(char* cut, char* work, bool ipv6) {
+  if (cut != work) memmove(work, cut, strlen(cut) + 1);
+  if (ipv6) {
+    ll::CopyText(work, kWorkSize, "UNKNOWN");
+  } else {
+    TruncateDomain(work, 1);
+    checkIP(work);
+  }
+}
+
+// Counts the domain and the domain type of a host cut by CutDomain into work
+// (or, when type has a text, already keyed with its type).
+void CountDomains(const StatsFields* s, const ItemKey& domain, const ItemKey& type, char* cut,
+                  char* work, bool ipv6) {
   if (s->domains.show) {
     AddKey(kDomainsList, domain);
     ++mPass.results.domainHits;
   }
   if (s->domainTypes.show) {
-    if (cut != work) memmove(work, cut, strlen(cut) + 1);
-    if (ipv6) {
-      ll::CopyText(work, kWorkSize, "UNKNOWN");
+    if (type.text) {
+      AddKey(kDomainTypesList, type);
     } else {
-      TruncateDomain(work, 1);
-      checkIP(work);
+      CutDomainType(cut, work, ipv6);
+      AddItem(kDomainTypesList, work, nullptr, false);
     }
-    AddItem(kDomainTypesList, work, nullptr, false);
     ++mPass.results.domainTypeHits;
   }
 }
@@ -418,10 +450,65 @@ struct HitKeys {
   ItemKey url{};
   ItemKey referrer{};
   ItemKey domain{};
+  ItemKey type{};             // the domain type's key when made with the domain's
   char* domainCut = nullptr;  // the domain's start in hostWork; null until cut
   char* hostWork = nullptr;   // where the host is cut: its own buffer per hit in flight
   bool hostIsIpv6 = false;    // known once the host is cut
 };
+
+// In hostWork, a memo's domain starts at 0 and its type at kMemoTypeAt.
+constexpr size_t kMemoTypeAt = 2 * kMemoTextSize;
+static_assert(kMemoTypeAt + kMemoTextSize <= kWorkSize);
+
+// Cuts the host into its domain and domain type and makes their keys, from
+// the host memo when the host was seen lately.  The keys' texts are copied
+// into the hit's own hostWork: a memo entry may be replaced before the hit
+// is counted.
+void KeyHost(const StatsFields* s, const char* host, HitKeys* keys) {
+  char* work = keys->hostWork;
+  const size_t n = strnlen(host, kMemoTextSize);
+  if (n == kMemoTextSize) {
+    keys->domainCut = CutDomain(s, host, &keys->domain, work, &keys->hostIsIpv6);
+    return;
+  }
+  const uint32_t h = MakeItemKey(nullptr, host, n, 0).hash;
+  HostMemo& m = mHostMemo[h % kHostMemoSize];
+  if (m.hostHash == h && m.hostLength == n && memcmp(m.host, host, n) == 0) {
+    memcpy(work, m.domainText, kMemoTextSize);
+    memcpy(work + kMemoTypeAt, m.typeText, kMemoTextSize);
+    keys->domain = m.domain;
+    keys->domain.text = work;
+    keys->type = m.type;
+    keys->type.text = work + kMemoTypeAt;
+    keys->domainCut = work;
+    keys->hostIsIpv6 = m.ipv6;
+    return;
+  }
+  // Every text below is shorter than the host, so each fits an entry.
+  char* cut = CutDomain(s, host, &keys->domain, work, &keys->hostIsIpv6);
+  m.hostHash = 0;
+  if (s->domains.show) {
+    memcpy(m.domainText, cut, keys->domain.length);
+    m.domainText[keys->domain.length] = 0;
+    m.domain = keys->domain;
+  }
+  if (s->domainTypes.show) {
+    char* type = work + kMemoTypeAt;
+    memcpy(type, cut, strlen(cut) + 1);
+    CutDomainType(type, type, keys->hostIsIpv6);
+    keys->type = KeyFor(kDomainTypesList, type, strlen(type), false);
+    memcpy(m.typeText, type, keys->type.length + 1);
+    m.type = keys->type;
+  }
+  // The domain moves to the start of work, where a memo's copy goes.
+  if (cut != work) memmove(work, cut, keys->domain.length + 1);
+  keys->domain.text = work;
+  keys->domainCut = work;
+  memcpy(m.host, host, n);
+  m.hostLength = static_cast<uint32_t>(n);
+  m.ipv6 = keys->hostIsIpv6;
+  m.hostHash = h;
+}
 
 void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
   if (s->requests.show) {
@@ -437,7 +524,7 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
   }
   // A host that a lookup may still replace is cut only when it is counted.
   if (mPass.lookupMode == kNoLookup && (s->domains.show || s->domainTypes.show) && hit->host) {
-    keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork, &keys->hostIsIpv6);
+    KeyHost(s, hit->host, keys);
     if (s->domains.show) PrefetchItemSlot(*ListHead(kDomainsList), keys->domain);
   }
 }
@@ -469,7 +556,7 @@ char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, H
     resolved = ResolveForDomains(s, hit);
   if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host) {
     if (!keys->domainCut) keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork, &keys->hostIsIpv6);
-    CountDomains(s, keys->domain, keys->domainCut, keys->hostWork, keys->hostIsIpv6);
+    CountDomains(s, keys->domain, keys->type, keys->domainCut, keys->hostWork, keys->hostIsIpv6);
   }
   if (fileTypePasses) CountTimes(s, hit->tm);
   CountReferrer(s, hit->referrer, &keys->referrer, fileTypePasses);
@@ -614,5 +701,6 @@ SuperLong AnalysisLastTotalBytesForTesting() { return mPass.results.totalBytes; 
 
 void AnalysisResetForTesting() {
   mPass = AnalysisState{};
+  for (HostMemo& m : mHostMemo) m.hostHash = 0;
   mLineCounter = 0;
 }
