@@ -397,6 +397,8 @@ int32_t LeadingInteger(const char* text) {
   const uint64_t tenth = limit / 10;
   const uint64_t lastDigit = limit % 10;
   uint64_t v = 0;
+  // Eighteen digits cannot pass the limit.
+  for (int n = 0; n < 18 && *p >= '0' && *p <= '9'; ++n, ++p) v = v * 10 + static_cast<uint64_t>(*p - '0');
   for (; *p >= '0' && *p <= '9'; ++p) {
     const uint64_t d = static_cast<uint64_t>(*p - '0');
     v = (v > tenth || (v == tenth && d > lastDigit)) ? limit : v * 10 + d;
