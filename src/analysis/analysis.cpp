@@ -594,7 +594,6 @@ struct PendingHit {
   LogHit hit;
   HitKeys keys;
   bool fileTypePasses;
-  KeptLine line;
   char hostWork[kWorkSize];
 };
 
@@ -630,8 +629,9 @@ void ReadLogCountingLate(const StatsFields* settings) {
     KeepAlive(settings);
     if (next->hit.time < first) continue;
     if (next->hit.time > last) break;
-    SuperLog_KeepHit(&next->hit, &next->line);
     if (!PrepareHit(settings, next)) continue;
+    // The pending hit's line is not read over before it is counted.
+    SuperLog_KeepHit();
     if (pending) CountPendingHit(settings, pending);
     pending = next;
     next = next == &mPending[0] ? &mPending[1] : &mPending[0];

@@ -416,7 +416,7 @@ void SuperLog_Init(StatsFields* settings, ll::time32_t rangeFirst, ll::time32_t 
   s.mLogsInReportRange = 0;
   s.mAnalysisRangeFirst_t = rangeFirst;
   s.mAnalysisRangeLast_t = rangeLast;
-  if (!s.mpFullUrlBuf) s.mpFullUrlBuf = static_cast<char*>(malloc(kFullUrlBufSize));
+  if (!s.mpFullUrlBuf) s.mpFullUrlBuf = static_cast<char*>(malloc(2 * kFullUrlBufSize));
   s.mDebugEnabled = settings->debug;
   ComputeStartupTimes();
   ll::CopyText(s.mCurLogFileSpec, settings->accessLog.c_str());

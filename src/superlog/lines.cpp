@@ -9,7 +9,6 @@
 // report prints that figure.
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
 
 #include "base/fixed_text.h"
 #include "cgi/cgi.h"
@@ -83,9 +82,10 @@ bool OfferLineToRecognition() {
   return s.mFormatKnown || GrokLineFormat();
 }
 
-// Writes stem "?" query into the full-URL buffer, cut at 243 characters.
+// Writes stem "?" query into the full-URL buffer of the line buffer in use,
+// cut at 243 characters.
 char* JoinUrl(const char* stem, const char* query) {
-  char* out = mState.mpFullUrlBuf;
+  char* out = mState.mpFullUrlBuf + static_cast<size_t>(mState.mLineSide) * kFullUrlBufSize;
   size_t n = strnlen(stem, kFieldMax);
   memcpy(out, stem, n);
   if (n < static_cast<size_t>(kFieldMax)) out[n++] = '?';
@@ -321,21 +321,10 @@ int32_t SuperLog_ParseNextLine(LogHit* hit) {
   }
 }
 
-void SuperLog_KeepHit(LogHit* hit, KeptLine* keep) {
-  static_assert(sizeof keep->text == kLineBufSize && sizeof keep->url == kFieldMax + 1);
-  const SuperLogState& s = mState;
-  memcpy(keep->text, s.mLineBuf, static_cast<size_t>(s.mLineLen) + 1);
-  const uintptr_t line = reinterpret_cast<uintptr_t>(s.mLineBuf);
-  const uintptr_t joined = reinterpret_cast<uintptr_t>(s.mpFullUrlBuf);
-  for (char** field : {&hit->host, &hit->url, &hit->referrer, &hit->agent, &hit->realm, &hit->user}) {
-    const uintptr_t p = reinterpret_cast<uintptr_t>(*field);
-    if (p - line < kLineBufSize) {
-      *field = keep->text + (p - line);
-    } else if (joined && p - joined < kFullUrlBufSize) {
-      ll::CopyText(keep->url, *field);
-      *field = keep->url;
-    }
-  }
+void SuperLog_KeepHit() {
+  SuperLogState& s = mState;
+  s.mLineSide ^= 1;
+  s.mLineBuf = mLineBufs[s.mLineSide];
 }
 
 // "GET /a/b.html HTTP/1.0" becomes "/a/b.html"; a request without a blank

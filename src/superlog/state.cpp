@@ -7,6 +7,7 @@
 // ---- module state: one block for the whole reader (see superlog_state.h)
 SuperLogState mState;
 alignas(64) char mBigBuf[kReadChunk];
+alignas(64) char mLineBufs[2][kLineBufSize];
 const char* const mpMonthStrs[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 // ----

@@ -66,17 +66,10 @@ void SuperLog_Uninit();
 // recognised in this file.
 int32_t SuperLog_ParseNextLine(LogHit* hit);
 
-// A copy of the line that a hit was read from, so that the hit outlives the
-// next SuperLog_ParseNextLine call.
-struct KeptLine {
-  char text[1536];  // the line as split (its length, as the reader's buffer)
-  char url[244];    // a URL that the reader put together from two fields
-};
-
-// Copies the line of the hit just returned by SuperLog_ParseNextLine into
-// *keep and points the hit's texts there; they then stay valid until *keep
-// is reused.
-void SuperLog_KeepHit(LogHit* hit, KeptLine* keep);
+// Keeps the line of the hit just returned by SuperLog_ParseNextLine: the
+// lines after it are read into another buffer, so the hit's texts stay
+// valid until SuperLog_KeepHit is called again and one more line is read.
+void SuperLog_KeepHit();
 
 // Bytes read from all log files by the block reader in this run.
 void SuperLog_GetTotalLogBytesRead(SuperLong* out);

@@ -62,6 +62,10 @@ inline constexpr int32_t kLineBufSize = 1536;
 inline constexpr size_t kFullUrlBufSize = 491;
 inline constexpr int32_t kFieldMax = 243;
 
+// The two line buffers: lines are read into one of them until a hit is
+// kept (SuperLog_KeepHit), then into the other.
+extern char mLineBufs[2][kLineBufSize];
+
 struct SuperLogState {
   // --- discovery and the list of logs
   LogSummaryItem* mpLogsRoot = nullptr;
@@ -103,9 +107,10 @@ struct SuperLogState {
   char* mpBigBufLastPos = nullptr;  // end of the valid bytes in mBigBuf
   uint64_t mBigBufFileOffset = 0;   // file offset of mBigBuf[0]
   uint64_t mFileBytesCounted = 0;   // bytes of the open file already counted
-  char mLineBuf[kLineBufSize] = {};
+  char* mLineBuf = mLineBufs[0];    // the buffer lines are read into
+  int32_t mLineSide = 0;            // which of mLineBufs (and of the URL buffers) is in use
   int32_t mLineLen = 0;
-  char* mpFullUrlBuf = nullptr;
+  char* mpFullUrlBuf = nullptr;     // two URL buffers of kFullUrlBufSize, one per line buffer
   SuperLong mTotalLogBytesRead = {};
 
   // --- dates

@@ -79,7 +79,7 @@ TEST_F(ReaderTest, ClassifierDatesLinesByFieldShapes) {
   };
   ComputeStartupTimes();
   for (const auto& [line, expected] : cases) {
-    ll::CopyText(mState.mLineBuf, line);
+    ll::CopyText(mState.mLineBuf, kLineBufSize, line);
     EXPECT_EQ(GuessDateTimeFromLine(), expected) << line;
   }
 }

@@ -7,7 +7,7 @@ using sltest::ReaderTest;
 
 // The fields of a whole line joined by '|', split as the line parser walks.
 std::string Split(char sep, const std::string& line) {
-  ll::CopyText(mState.mLineBuf, line.c_str());
+  ll::CopyText(mState.mLineBuf, kLineBufSize, line.c_str());
   std::string joined;
   for (mState.mpFieldStart = mState.mLineBuf; *mState.mpFieldStart; mState.mpFieldStart = mState.mpNextFieldStart) {
     SplitField(sep);
