@@ -212,6 +212,12 @@ ll::time32_t CachedMktime32(const struct tm* tm) {
       (tm->tm_isdst < 0 || (tm->tm_isdst > 0) == (first.tm_isdst > 0))) {
     c.usable = true;
     c.minuteStart = static_cast<ll::time32_t>(start);
+    // The reading of this minute is the one CachedLocaltime32 would make for
+    // any second of it: a hit's own time (no GMT correction) finds it ready.
+    LocaltimeCache& l = mState.mLocaltimeCache;
+    l.filled = true;
+    l.minuteStart = c.minuteStart;
+    l.tm = first;
   }
   return t;
 }
