@@ -89,6 +89,15 @@ struct HostMemo {
   ItemKey domain{};       // text null: the domain is not counted
   ItemKey type{};         // text null: the type is not counted
   bool ipv6 = false;
+  // The nodes that the host's agent, domain and type were last counted in,
+  // with their lists' reclaimed counts then; checked against the hit's texts
+  // before use, as the entry may have passed to another host meanwhile.
+  ListItem* browser = nullptr;
+  ListItem* domainNode = nullptr;
+  ListItem* typeNode = nullptr;
+  int32_t browserReclaimed = 0;
+  int32_t domainReclaimed = 0;
+  int32_t typeReclaimed = 0;
   char host[kMemoTextSize];
   char domainText[kMemoTextSize];
   char typeText[kMemoTypeSize];
@@ -154,6 +163,27 @@ ItemKey KeyFor(int index, const char* text, size_t length, bool ignoreCase) {
 
 void AddKey(int index, const ItemKey& key) {
   add_item_key(ListHead(index), mPass.info[index], key, nullptr, nullptr);
+}
+
+// node, a node of list index remembered when the list's reclaimed count
+// was `reclaimed`, when that count is unchanged (the node is still there)
+// and the node holds text (length bytes); else null.
+ListItem* RememberedNode(int index, const char* text, size_t length, ListItem* node, int32_t reclaimed) {
+  if (node && reclaimed == mPass.info[index]->reclaimed && memcmp(node->item, text, length) == 0 &&
+      node->item[length] == 0)
+    return node;
+  return nullptr;
+}
+
+// AddKey through the remembered *node when RememberedNode allows; else by
+// look-up, and the node that counted is remembered.
+void AddKeyRemembered(int index, const ItemKey& key, ListItem** node, int32_t* reclaimed) {
+  if (ListItem* n = RememberedNode(index, key.text, key.length, *node, *reclaimed)) {
+    count_item_again(*ListHead(index), n);
+    return;
+  }
+  *node = add_item_key(ListHead(index), mPass.info[index], key, nullptr, nullptr);
+  *reclaimed = mPass.info[index]->reclaimed;
 }
 
 // ---- set-up ----
@@ -301,12 +331,20 @@ AgentFlags TestAgent(const ListItem* node, const char* agent) {
                     strncmp(agent, "Mozilla/", 8) == 0 && !strstr(agent, "ompatible")};
 }
 
-// Counts an agent (not empty) in Browsers and in the browser families.
-void CountBrowser(const char* agent) {
+// Counts an agent (not empty) in Browsers and in the browser families;
+// memo, when given, is the host's memo entry.
+void CountBrowser(const char* agent, HostMemo* memo) {
   const size_t length = strnlen(agent, kWorkSize - 1);
   ListInfo* info = mPass.info[kBrowsersList];
-  const ListItem* node = add_item_key(ListHead(kBrowsersList), info,
-                                      KeyFor(kBrowsersList, agent, length, false), nullptr, nullptr);
+  // A host keeps its browser: its last agent's node is checked before the
+  // agent is hashed and looked up.
+  ListItem* node = memo ? RememberedNode(kBrowsersList, agent, length, memo->browser, memo->browserReclaimed) : nullptr;
+  if (node) {
+    count_item_again(*ListHead(kBrowsersList), node);
+  } else {
+    node = add_item_key(ListHead(kBrowsersList), info, KeyFor(kBrowsersList, agent, length, false), nullptr, nullptr);
+    if (memo) memo->browser = node, memo->browserReclaimed = info->reclaimed;
+  }
   ++mPass.results.browserHits;
   // A node that smart memory freed may come back holding another agent.
   const int32_t reclaimed = info ? info->reclaimed : 0;
@@ -365,13 +403,18 @@ void CutDomainType(char* cut, char* work, bool ipv6) {
 // Counts the domain and the domain type of a host cut by CutDomain into work
 // (or, when type has a text, already keyed with its type).
 void CountDomains(const StatsFields* s, const ItemKey& domain, const ItemKey& type, char* cut,
-                  char* work, bool ipv6) {
+                  char* work, bool ipv6, HostMemo* memo) {
   if (s->domains.show) {
-    AddKey(kDomainsList, domain);
+    if (memo)
+      AddKeyRemembered(kDomainsList, domain, &memo->domainNode, &memo->domainReclaimed);
+    else
+      AddKey(kDomainsList, domain);
     ++mPass.results.domainHits;
   }
   if (s->domainTypes.show) {
-    if (type.text) {
+    if (memo) {
+      AddKeyRemembered(kDomainTypesList, type, &memo->typeNode, &memo->typeReclaimed);
+    } else if (type.text) {
       AddKey(kDomainTypesList, type);
     } else {
       CutDomainType(cut, work, ipv6);
@@ -454,6 +497,7 @@ struct HitKeys {
   char* domainCut = nullptr;  // the domain's start in hostWork; null until cut
   char* hostWork = nullptr;   // where the host is cut: its own buffer per hit in flight
   bool hostIsIpv6 = false;    // known once the host is cut
+  HostMemo* memo = nullptr;   // the host's memo entry, when its keys came from one
 };
 
 // In hostWork, a memo's domain starts at 0 and its type at kMemoTypeAt.
@@ -482,6 +526,7 @@ void KeyHost(const StatsFields* s, const char* host, HitKeys* keys) {
     keys->type.text = work + kMemoTypeAt;
     keys->domainCut = work;
     keys->hostIsIpv6 = m.ipv6;
+    keys->memo = &m;
     return;
   }
   // Every text below is shorter than the host, so each fits an entry.
@@ -507,7 +552,9 @@ void KeyHost(const StatsFields* s, const char* host, HitKeys* keys) {
   memcpy(m.host, host, n);
   m.hostLength = static_cast<uint32_t>(n);
   m.ipv6 = keys->hostIsIpv6;
+  m.browser = m.domainNode = m.typeNode = nullptr;
   m.hostHash = h;
+  keys->memo = &m;
 }
 
 void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
@@ -550,13 +597,13 @@ char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, H
                     bool fileTypePasses, bool nodesRequested) {
   char* resolved = nullptr;
   if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
-  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent);
+  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent, keys->memo);
   if (fileTypePasses && !nodesRequested) PrefetchHitNodes(s, *keys);
   if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
     resolved = ResolveForDomains(s, hit);
   if ((s->domains.show || s->domainTypes.show) && fileTypePasses && hit->host) {
     if (!keys->domainCut) keys->domainCut = CutDomain(s, hit->host, &keys->domain, keys->hostWork, &keys->hostIsIpv6);
-    CountDomains(s, keys->domain, keys->type, keys->domainCut, keys->hostWork, keys->hostIsIpv6);
+    CountDomains(s, keys->domain, keys->type, keys->domainCut, keys->hostWork, keys->hostIsIpv6, keys->memo);
   }
   if (fileTypePasses) CountTimes(s, hit->tm);
   CountReferrer(s, hit->referrer, &keys->referrer, fileTypePasses);

@@ -877,6 +877,11 @@ ListItem* add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, cons
   return node;
 }
 
+void count_item_again(ItemList* list, ListItem* node) {
+  node->count = Add32(node->count, 1);
+  list->total = Add32(list->total, 1);
+}
+
 ListItem* SortList(ItemList* list) {
   if (!list || list->size == 0) return nullptr;
   ListItem* head = nullptr;

@@ -80,6 +80,11 @@ void* ListNodeMemory(size_t bytes);
 ListItem* add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
                   ListItem* parent);
 
+// Counts one more occurrence of a node that add_item_key returned for list
+// and that smart memory has not freed since (its ListInfo's `reclaimed` is
+// unchanged): what add_item_key does for a text already counted.
+void count_item_again(ItemList* list, ListItem* node);
+
 // Reorders the list by count and returns its first node (null when empty);
 // the chain continues through ListItem::next.  The list takes no more items.
 ListItem* SortList(ItemList* list);

@@ -128,11 +128,15 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
          return log;
        }(),
        [](StatsFields& s) { s.dnsLookupEnabled = 1, s.domains.show = 1; }, 600, 300, {}},
-      // A host's later hits count as its first, an IPv6 address and a long name included.
-      {L("2001:db8::1", "0", "/") + L("2001:db8::1", "1", "/") + L("host." + std::string(50, 'n') + ".example.org", "2", "/") +
-           L("host." + std::string(50, 'n') + ".example.org", "3", "/") + L("a.example.net", "4", "/") + L("a.example.net", "5", "/"),
-       [](StatsFields& s) { s.domains.show = s.domainTypes.show = 1; }, 6, 0,
-       {"<b>3</b> distinct domains", "<b>3</b> distinct origins", "33.33%</td><td>2001:db8::1</td>", "33.33%</td><td>NET</td>"}},
+      // A host's later hits count as its first, an IPv6 address and a long
+      // name included, though its browser may change.
+      {L("2001:db8::1", "0", "/", 200, "-", "A/10") + L("2001:db8::1", "1", "/", 200, "-", "A/1") +
+           L("host." + std::string(50, 'n') + ".example.org", "2", "/", 200, "-", "A/1") +
+           L("host." + std::string(50, 'n') + ".example.org", "3", "/", 200, "-", "A/1") +
+           L("a.example.net", "4", "/", 200, "-", "B/2") + L("a.example.net", "5", "/", 200, "-", "C/2"),
+       [](StatsFields& s) { s.domains.show = s.domainTypes.show = s.browsers.show = 1; }, 6, 0,
+       {"<b>3</b> distinct domains", "<b>3</b> distinct origins", "33.33%</td><td>2001:db8::1</td>", "33.33%</td><td>NET</td>",
+        "<b>4</b> distinct browsers", "50.00%</td><td>A/1</td>"}},
       {L("2001:db8::1", "0", "/"), [](StatsFields& s) { s.domainTypes.show = 1; }, 1, 0, {"<td>UNKNOWN</td>", "!<td>2001"}},
       {L("h", "0", "/", 1234), [](StatsFields& s) { s.statusCodes.show = 1; }, 1, 0, {"1234"}},  // a code past 999 keeps its number
       {L("10.0.0.9", "0", "/a.gif") + L("10.0.0.9", "1", "/"), [](StatsFields& s) { s.domains.show = 1, s.filterFileTypes.set("gif"); }, 1, 0,
