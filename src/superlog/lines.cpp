@@ -332,13 +332,17 @@ void SuperLog_KeepHit() {
 void TrimFullRequest() {
   SuperLogState& s = mState;
   char* field = s.mpValidStart;
-  char* blank = strchr(field, ' ');
+  const size_t length = static_cast<size_t>(s.mValidLen);  // the splitter's strlen(field)
+  char* blank = static_cast<char*>(memchr(field, ' ', length));
   if (!blank) return;
   char* url = blank + 1;
-  char* end = strchr(url, ' ');
-  if (end) *end = 0;
+  size_t urlLength = length - static_cast<size_t>(url - field);
+  if (char* end = static_cast<char*>(memchr(url, ' ', urlLength))) {
+    *end = 0;
+    urlLength = static_cast<size_t>(end - url);
+  }
   s.mpValidStart = url;
-  s.mValidLen = static_cast<int32_t>(strlen(url));
+  s.mValidLen = static_cast<int32_t>(urlLength);
 }
 
 int32_t TranslateWebStarResultCode() {
