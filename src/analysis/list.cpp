@@ -414,26 +414,62 @@ ListItem* SortChain(ListItem* chain, int ignoreCase) {
 }
 
 // A node with a sort key: its count (made unsigned in the same order) above
-// the first four bytes of its text (folded for lists counted ignoring case)
-// read as a big-endian number, so that most comparisons of a sort need not
-// visit the node.
+// four bytes of its text, then the eight bytes after those (folded for
+// lists counted ignoring case), read as big-endian numbers, so that most
+// comparisons of a sort need not visit the node.  The bytes are taken after
+// the prefix that every text of the list shares (URLs all begin with the
+// same few bytes), which orders the texts as the whole texts would.
 struct SortEntry {
   uint64_t key;
+  uint64_t more;
   ListItem* node;
 };
 
-uint64_t SortKey(const ListItem* node, int ignoreCase) {
-  uint64_t w = LoadWord(node->item, 8);
-  if (ignoreCase) w = FoldWord(w);
-  uint64_t prefix = TextOrderWord(w) >> 32;
-  uint64_t count = static_cast<uint32_t>(node->count) ^ 0x80000000u;
-  return count << 32 | prefix;
+// The 8 bytes of a node text at offset `at` that lie inside its padded
+// storage (size bytes), zeros beyond it, folded when asked.
+uint64_t TextWordAt(const char* text, size_t at, size_t size, int ignoreCase) {
+  uint64_t w = at >= size ? 0 : LoadWord(text + at, std::min<size_t>(8, size - at));
+  return ignoreCase ? FoldWord(w) : w;
+}
+
+// How many leading bytes, a whole number of words, every text in the
+// list's slots shares (folded when the list ignores case).
+size_t SharedPrefix(const ItemList* list) {
+  const char* first = nullptr;
+  size_t shared = 0;
+  for (uint32_t i = 0; i < list->capacity; ++i) {
+    const Slot& slot = list->slots[i];
+    if (!slot.node) continue;
+    const char* text = slot.node->item;
+    const size_t size = PaddedTextSize(slot.length);
+    if (!first) {
+      first = text;
+      shared = size - 8;  // the last word holds the terminator
+      continue;
+    }
+    size_t at = 0;
+    while (at + 8 <= std::min(shared, size - 8) &&
+           TextWordAt(text, at, size, list->ignoreCase) == TextWordAt(first, at, at + 8, list->ignoreCase))
+      at += 8;
+    shared = at;
+    if (shared == 0) break;
+  }
+  return shared;
+}
+
+SortEntry MakeSortEntry(ListItem* node, size_t length, size_t at, int ignoreCase) {
+  const size_t size = PaddedTextSize(length);
+  const uint64_t head = TextOrderWord(TextWordAt(node->item, at, size, ignoreCase));
+  const uint64_t next = TextOrderWord(TextWordAt(node->item, at + 4, size, ignoreCase));
+  const uint64_t count = static_cast<uint32_t>(node->count) ^ 0x80000000u;
+  return SortEntry{count << 32 | head >> 32, next, node};
 }
 
 struct CountOrder {
   int ignoreCase;
   bool operator()(const SortEntry& a, const SortEntry& b) const {
     if (a.key != b.key) return a.key > b.key;
+    if (a.more != b.more) return a.more > b.more;
     return CompareNodeTexts(a.node->item, b.node->item, ignoreCase) > 0;
   }
 };
@@ -444,10 +480,11 @@ bool SortInArray(ItemList* list, ListItem** head) {
   if (mRefuseSortMemoryForTesting) return false;
   SortEntry* entries = static_cast<SortEntry*>(malloc(sizeof(SortEntry) * list->size));
   if (!entries) return false;
+  const size_t at = SharedPrefix(list);
   size_t n = 0;
   for (uint32_t i = 0; i < list->capacity; ++i) {
-    if (ListItem* node = list->slots[i].node)
-      entries[n++] = SortEntry{SortKey(node, list->ignoreCase), node};
+    const Slot& slot = list->slots[i];
+    if (slot.node) entries[n++] = MakeSortEntry(slot.node, slot.length, at, list->ignoreCase);
   }
   std::sort(entries, entries + n, CountOrder{list->ignoreCase});
   for (size_t i = 0; i + 1 < n; ++i) entries[i].node->next = entries[i + 1].node;
