@@ -104,6 +104,8 @@ void FixMacPath(char* url) {
   }
 }
 
+constexpr char kCombinedTemplate[] = "Shmw1qrcfa";
+
 // Fields of one data line collected before the post-processing.
 struct LineFields {
   char* stem = nullptr;
@@ -149,25 +151,77 @@ bool ActOnField(char code, LogHit* hit, LineFields* lf) {
   return true;
 }
 
+// Splits off the next field with the separator in force, cut at 243
+// characters; false when the line has no more.
+inline bool NextField() {
+  SuperLogState& s = mState;
+  if (!*s.mpFieldStart) return false;
+  SplitField(s.mSepType);
+  if (s.mValidLen > kFieldMax) {
+    s.mpValidStart[kFieldMax] = 0;
+    s.mValidLen = kFieldMax;
+  }
+  return true;
+}
+
+// The fields of the combined and common formats' template ("Shmw1qrcfa"),
+// the usual one, split without looking the template up field by field;
+// the result is the template loop's.
+void SplitCombinedFields(LogHit* hit, LineFields* lf) {
+  SuperLogState& s = mState;
+  s.mSepType = 'S';
+  if (!NextField()) return;
+  hit->host = s.mpValidStart;
+  lf->haveHost = true;
+  s.mpFieldStart = s.mpNextFieldStart;
+  char** const plain[] = {&hit->realm, &hit->user};
+  for (char** field : plain) {
+    if (!NextField()) return;
+    *field = s.mpValidStart;
+    s.mpFieldStart = s.mpNextFieldStart;
+  }
+  if (!NextField()) return;
+  ParseDateTime1(s.mpValidStart, &hit->tm);
+  lf->dated = true;
+  s.mpFieldStart = s.mpNextFieldStart;
+  if (!NextField()) return;
+  TrimFullRequest();
+  hit->url = s.mpValidStart;
+  lf->haveUrl = true;
+  s.mpFieldStart = s.mpNextFieldStart;
+  int32_t* const numbers[] = {&hit->status, &hit->bytes};
+  for (int32_t* number : numbers) {
+    if (!NextField()) return;
+    *number = LeadingInteger(s.mpValidStart);
+    s.mpFieldStart = s.mpNextFieldStart;
+  }
+  char** const quoted[] = {&hit->referrer, &hit->agent};
+  for (char** field : quoted) {
+    if (!NextField()) return;
+    *field = s.mpValidStart;
+    s.mpFieldStart = s.mpNextFieldStart;
+  }
+}
+
 // Splits the current line by the template in force and fills hit.  Returns
 // false when the line is rejected.
 bool ParseLineIntoHit(LogHit* hit) {
   SuperLogState& s = mState;
   LineFields lf;
   s.mpFieldStart = s.mLineBuf;
-  for (const char* t = s.mKnownFormatBuf; *t && *s.mpFieldStart; ++t) {
-    const char code = *t;
-    if (code == 'S' || code == 'T' || code == 'C') {
-      s.mSepType = code;
-      continue;
+  if (memcmp(s.mKnownFormatBuf, kCombinedTemplate, sizeof kCombinedTemplate) == 0) {
+    SplitCombinedFields(hit, &lf);
+  } else {
+    for (const char* t = s.mKnownFormatBuf; *t && *s.mpFieldStart; ++t) {
+      const char code = *t;
+      if (code == 'S' || code == 'T' || code == 'C') {
+        s.mSepType = code;
+        continue;
+      }
+      NextField();
+      if (!ActOnField(code, hit, &lf)) return false;
+      s.mpFieldStart = s.mpNextFieldStart;
     }
-    SplitField(s.mSepType);
-    if (s.mValidLen > kFieldMax) {
-      s.mpValidStart[kFieldMax] = 0;
-      s.mValidLen = kFieldMax;
-    }
-    if (!ActOnField(code, hit, &lf)) return false;
-    s.mpFieldStart = s.mpNextFieldStart;
   }
 
   hit->referrer = NullIfDash(hit->referrer);
