@@ -414,14 +414,14 @@ ListItem* SortChain(ListItem* chain, int ignoreCase) {
 }
 
 // A node with a sort key: its count (made unsigned in the same order) above
-// four bytes of its text, then the eight bytes after those (folded for
-// lists counted ignoring case), read as big-endian numbers, so that most
-// comparisons of a sort need not visit the node.  The bytes are taken after
-// the prefix that every text of the list shares (URLs all begin with the
-// same few bytes), which orders the texts as the whole texts would.
+// four bytes of its text (folded for lists counted ignoring case) read as a
+// big-endian number, so that most comparisons of a sort need not visit the
+// node.  The bytes are taken after the prefix that every text of the list
+// shares (URLs all begin with the same few bytes), which orders the texts
+// as the whole texts would; nodes whose keys tie are then keyed by the
+// next eight bytes and sorted among themselves.
 struct SortEntry {
   uint64_t key;
-  uint64_t more;
   ListItem* node;
 };
 
@@ -460,19 +460,27 @@ size_t SharedPrefix(const ItemList* list) {
 SortEntry MakeSortEntry(ListItem* node, size_t length, size_t at, int ignoreCase) {
   const size_t size = PaddedTextSize(length);
   const uint64_t head = TextOrderWord(TextWordAt(node->item, at, size, ignoreCase));
-  const uint64_t next = TextOrderWord(TextWordAt(node->item, at + 4, size, ignoreCase));
   const uint64_t count = static_cast<uint32_t>(node->count) ^ 0x80000000u;
-  return SortEntry{count << 32 | head >> 32, next, node};
+  return SortEntry{count << 32 | head >> 32, node};
 }
 
 struct CountOrder {
   int ignoreCase;
   bool operator()(const SortEntry& a, const SortEntry& b) const {
     if (a.key != b.key) return a.key > b.key;
-    if (a.more != b.more) return a.more > b.more;
     return CompareNodeTexts(a.node->item, b.node->item, ignoreCase) > 0;
   }
 };
+
+// Sorts entries [first, last), whose keys tie, by the eight text bytes
+// after those their keys hold, and the whole texts where those tie too.
+void SortTiedEntries(SortEntry* first, SortEntry* last, size_t at, int ignoreCase) {
+  for (SortEntry* e = first; e != last; ++e) {
+    const size_t size = PaddedTextSize(strlen(e->node->item));
+    e->key = TextOrderWord(TextWordAt(e->node->item, at + 4, size, ignoreCase));
+  }
+  std::sort(first, last, CountOrder{ignoreCase});
+}
 
 // Sorts the list's nodes in an array and chains them; false when the array
 // cannot be had.
@@ -486,7 +494,11 @@ bool SortInArray(ItemList* list, ListItem** head) {
     const Slot& slot = list->slots[i];
     if (slot.node) entries[n++] = MakeSortEntry(slot.node, slot.length, at, list->ignoreCase);
   }
-  std::sort(entries, entries + n, CountOrder{list->ignoreCase});
+  std::sort(entries, entries + n, [](const SortEntry& a, const SortEntry& b) { return a.key > b.key; });
+  for (size_t i = 0, j; i < n; i = j) {
+    for (j = i + 1; j < n && entries[j].key == entries[i].key;) ++j;
+    if (j - i > 1) SortTiedEntries(entries + i, entries + j, at, list->ignoreCase);
+  }
   for (size_t i = 0; i + 1 < n; ++i) entries[i].node->next = entries[i + 1].node;
   entries[n - 1].node->next = nullptr;
   *head = entries[0].node;
