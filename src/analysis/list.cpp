@@ -628,7 +628,8 @@ void ForEachNode(ItemList* list, const ListItem* skip, Visit visit) {
 
 struct QueueEntry {
   int32_t level;     // ReclaimLevel when queued
-  uint64_t prefix;   // TextPrefix of the text
+  bool shared;       // the text begins with the queue's shared prefix
+  uint64_t prefix;   // when shared: the eight bytes after it, in text order
   const char* text;  // the node's text or a copy of it, in whole words
   ListItem* node;
 };
@@ -643,6 +644,8 @@ struct VictimQueue {
   QueueEntry cut;       // the last entry of the build; its text is cutText
   bool hasHeld;         // held: the protected node, set aside until the
   QueueEntry held;      // next request that protects another node
+  size_t prefixLength;  // bytes that the texts of the build all begin with
+  const char* prefixText;  // one of those texts (in `texts`)
   alignas(8) char cutText[kMaxItemLength + 9];
 };
 
@@ -650,14 +653,63 @@ namespace {
 
 uint32_t mMinimumQueue = 4096;
 
+// Entries whose texts both begin with the queue's shared prefix are ordered
+// by the bytes after it before their texts are compared: the texts of a
+// list often begin alike (every URL with the same directory, every
+// referrer with "http://www."), and most comparisons then need no text.
 bool EntryBefore(const QueueEntry& a, const QueueEntry& b, int ignoreCase) {
   if (a.level != b.level) return a.level < b.level;
-  if (a.prefix != b.prefix) return a.prefix < b.prefix;
+  if (a.shared && b.shared && a.prefix != b.prefix) return a.prefix < b.prefix;
   return CompareNodeTexts(a.text, b.text, ignoreCase) < 0;
 }
 
-QueueEntry EntryOf(ListItem* node, int ignoreCase) {
-  return QueueEntry{ReclaimLevel(node), TextPrefix(node->item, ignoreCase), node->item, node};
+// An entry for node with its text at text (the node's or a copy), keyed for
+// queue q (null: not yet known, the entry is not shared); `sharing` says
+// the text is known to begin with q's prefix.
+QueueEntry MakeEntry(ListItem* node, const char* text, const VictimQueue* q, int ignoreCase,
+                     bool sharing = false) {
+  QueueEntry e{ReclaimLevel(node), false, 0, text, node};
+  if (!q) return e;
+  const size_t at = q->prefixLength;
+  for (size_t i = 0; i < at && !sharing; ++i) {
+    unsigned char c = static_cast<unsigned char>(text[i]), r = static_cast<unsigned char>(q->prefixText[i]);
+    if (c != r && (!ignoreCase || FoldByte(c) != FoldByte(r))) return e;  // a NUL ends it here too
+  }
+  uint64_t w = LoadWord(text + at, strnlen(text + at, 8));
+  e.shared = true;
+  e.prefix = TextOrderWord(ignoreCase ? FoldWord(w) : w);
+  return e;
+}
+
+QueueEntry EntryOf(ListItem* node, int ignoreCase, const VictimQueue* q) {
+  return MakeEntry(node, node->item, q, ignoreCase);
+}
+
+// How many leading bytes the n texts of entries share (folded when the list
+// ignores case).  The texts are in whole words, zeros after the terminator.
+size_t SharedTextPrefix(const QueueEntry* entries, uint32_t n, int ignoreCase) {
+  if (n == 0) return 0;
+  const char* first = entries[0].text;
+  size_t shared = strlen(first);
+  for (uint32_t k = 1; k < n && shared > 0; ++k) {
+    const char* text = entries[k].text;
+    size_t i = 0;
+    for (; i < shared; i += 8) {
+      uint64_t a = LoadWord(first + i, 8), b = LoadWord(text + i, 8);
+      if (ignoreCase) a = FoldWord(a), b = FoldWord(b);
+      if (a != b) {
+        if constexpr (std::endian::native == std::endian::little) {
+          i += static_cast<size_t>(__builtin_ctzll(a ^ b)) / 8;
+        } else {
+          i += static_cast<size_t>(__builtin_clzll(a ^ b)) / 8;
+        }
+        break;
+      }
+      if (ZeroBytes(b)) break;  // text ends in this word (and equals first so far)
+    }
+    shared = std::min(shared, i);
+  }
+  return shared;
 }
 
 bool AfterCut(const VictimQueue* q, const QueueEntry& e, int ignoreCase) {
@@ -704,7 +756,7 @@ void AddPending(ItemList* list, const QueueEntry& e) {
 // A node just created joins the queue when it sorts before the cut.
 void NoteNewNode(ItemList* list, ListItem* node) {
   if (!list->victims) return;
-  QueueEntry e = EntryOf(node, list->ignoreCase);
+  QueueEntry e = EntryOf(node, list->ignoreCase, list->victims);
   if (!AfterCut(list->victims, e, list->ignoreCase)) AddPending(list, e);
 }
 
@@ -715,7 +767,7 @@ void MergePending(ItemList* list) {
   int ic = list->ignoreCase;
   uint32_t p = 0;
   for (uint32_t i = 0; i < q->pendingSize; ++i) {
-    QueueEntry e = EntryOf(q->pending[i].node, ic);
+    QueueEntry e = EntryOf(q->pending[i].node, ic, q);
     if (!AfterCut(q, e, ic)) q->pending[p++] = e;
   }
   q->pendingSize = 0;
@@ -748,7 +800,7 @@ bool BuildVictims(ItemList* list, const ListItem* protectedNode) {
   bool hasHeld = false;
   ForEachNode(list, nullptr, [&](ListItem* node) {
     if (node == protectedNode) {  // held aside, to rejoin the queue later
-      held = EntryOf(node, ic);
+      held = EntryOf(node, ic, nullptr);
       hasHeld = true;
       return;
     }
@@ -782,9 +834,14 @@ bool BuildVictims(ItemList* list, const ListItem* protectedNode) {
     if (LevelBucket(node) > cutBucket) return;
     size_t size = PaddedTextSize(strlen(node->item));
     memcpy(at, node->item, size);  // the node's own padding comes along
-    entries[n++] = QueueEntry{ReclaimLevel(node), TextPrefix(at, ic), at, node};
+    entries[n++] = MakeEntry(node, at, nullptr, ic);
     at += size;
   });
+  // Keyed by the bytes after the prefix that all of them share.
+  q->prefixLength = SharedTextPrefix(entries, n, ic);
+  q->prefixText = n ? entries[0].text : "";
+  for (uint32_t i = 0; i < n; ++i) entries[i] = MakeEntry(entries[i].node, entries[i].text, q, ic, true);
+  if (hasHeld) held = EntryOf(held.node, ic, q);
   auto before = [ic](const QueueEntry& a, const QueueEntry& b) { return EntryBefore(a, b, ic); };
   q->everything = n == nodes && n <= wanted;
   if (!q->everything) {
