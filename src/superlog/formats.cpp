@@ -9,6 +9,9 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#endif
 
 #include "base/fixed_text.h"
 #include "base/pass_writer.h"
@@ -148,11 +151,39 @@ inline void SetField(char* start, char* end, char* next) {
   s.mpNextFieldStart = next;
 }
 
+#if defined(__x86_64__) && defined(__GNUC__)
+// FindFieldStop's search, 32 bytes at a time, for processors with AVX2
+// (most fields of a combined line are quoted texts of 50 to 150 bytes).
+__attribute__((target("avx2"))) char* FindFieldStopWide(char* p, char delim) {
+  const __m256i delims = _mm256_set1_epi8(delim);
+  const __m256i quotes = _mm256_set1_epi8('"');
+  const __m256i zeros = _mm256_setzero_si256();
+  const char* limit = mState.mLineBuf + kLineBufSize - 32;
+  for (; p <= limit; p += 32) {
+    const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    const __m256i hits = _mm256_or_si256(_mm256_or_si256(_mm256_cmpeq_epi8(w, delims), _mm256_cmpeq_epi8(w, quotes)),
+                                         _mm256_cmpeq_epi8(w, zeros));
+    if (const unsigned m = static_cast<unsigned>(_mm256_movemask_epi8(hits))) return p + __builtin_ctz(m);
+  }
+  while (*p && *p != delim && *p != '"') ++p;
+  return p;
+}
+
+bool HasAvx2() {
+  __builtin_cpu_init();  // this runs among the static initialisers
+  return __builtin_cpu_supports("avx2");
+}
+const bool mWideSearch = HasAvx2();
+#endif
+
 // The first byte at or after p that is delim, a double quote or the line's
-// terminator.  Sixteen (or eight) bytes at a time while they lie inside the
-// line buffer (bytes after the terminator are read but never matter: the
-// first match ends the search).
+// terminator.  Sixteen (or eight, or with AVX2 32) bytes at a time while
+// they lie inside the line buffer (bytes after the terminator are read but
+// never matter: the first match ends the search).
 char* FindFieldStop(char* p, char delim) {
+#if defined(__x86_64__) && defined(__GNUC__)
+  if (mWideSearch && p >= mState.mLineBuf) return FindFieldStopWide(p, delim);
+#endif
   if (p >= mState.mLineBuf) {
 #if defined(__SSE2__)
     const __m128i delims = _mm_set1_epi8(delim);
