@@ -572,14 +572,19 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
   // A host that a lookup may still replace is cut only when it is counted.
   if (mPass.lookupMode == kNoLookup && (s->domains.show || s->domainTypes.show) && hit->host) {
     KeyHost(s, hit->host, keys);
-    if (s->domains.show) PrefetchItemSlot(*ListHead(kDomainsList), keys->domain);
+    // A host seen lately has its domain's node at hand: no slot to look up.
+    if (keys->memo && keys->memo->domainNode)
+      __builtin_prefetch(keys->memo->domainNode);
+    else if (s->domains.show)
+      PrefetchItemSlot(*ListHead(kDomainsList), keys->domain);
   }
 }
 
 void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
   if (s->requests.show) PrefetchItemNode(*ListHead(kUrlsList), keys.url);
   if (keys.referrer.text) PrefetchItemNode(*ListHead(kReferrersList), keys.referrer);
-  if (keys.domainCut && s->domains.show) PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
+  if (keys.domainCut && s->domains.show && !(keys.memo && keys.memo->domainNode))
+    PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
 }
 
 // Makes the keys of a hit that passes the file types and counts it in the

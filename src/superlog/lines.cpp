@@ -75,7 +75,7 @@ bool OfferLineToRecognition() {
     GrokWebStarLine();
     return false;
   }
-  if (strncmp(line, "format=", 7) == 0) {
+  if (line[0] == 'f' && strncmp(line, "format=", 7) == 0) {
     GrokNetscapeLine();
     return false;
   }
