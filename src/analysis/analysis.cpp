@@ -167,9 +167,10 @@ void AddKey(int index, const ItemKey& key) {
 
 // node, a node of list index remembered when the list's reclaimed count
 // was `reclaimed`, when that count is unchanged (the node is still there)
-// and the node holds text (length bytes); else null.
+// and the node holds text (length bytes); else null.  strncmp, as the
+// node's text may be shorter than length.
 ListItem* RememberedNode(int index, const char* text, size_t length, ListItem* node, int32_t reclaimed) {
-  if (node && reclaimed == mPass.info[index]->reclaimed && memcmp(node->item, text, length) == 0 &&
+  if (node && reclaimed == mPass.info[index]->reclaimed && strncmp(node->item, text, length) == 0 &&
       node->item[length] == 0)
     return node;
   return nullptr;
