@@ -82,7 +82,6 @@ constexpr size_t kAgentMemoSize = 512;
 // and the two hashes.  Hosts, domains and types too long for an entry are
 // cut afresh on every hit.
 constexpr size_t kMemoTextSize = 48;
-constexpr size_t kMemoTypeSize = 16;
 struct HostMemo {
   uint32_t hostHash = 0;  // 0: an empty entry (no key hash is 0)
   uint32_t hostLength = 0;
@@ -100,7 +99,7 @@ struct HostMemo {
   int32_t typeReclaimed = 0;
   char host[kMemoTextSize];
   char domainText[kMemoTextSize];
-  char typeText[kMemoTypeSize];
+  char typeText[kMemoTextSize];
 };
 constexpr size_t kHostMemoSize = 1024;
 
