@@ -84,13 +84,13 @@ TEST_F(ItemTable, MoveItemRelinksByText) {
 // without the protected node; higher counts come after.  Removed nodes
 // leave the list's total; no text or an empty one is not counted.
 TEST_F(ItemTable, LowestItemsComeByCountThenTextInBoundedBatches) {
-  for (int i = 0; i < 6000; ++i) Add(("/p" + std::to_string(10000 + i)).c_str());
+  for (int i = 0; i < 6000; ++i) Add(("/pages/" + std::to_string(10000 + i)).c_str());  // past the 8-byte prefix
   for (const char* text : {"/z2", "/z2", "/a3", "/a3", "/a3", "/m2", "/m2"}) Add(text);
   std::vector<ListItem*> all(6010), out(5000);
   ASSERT_EQ(ListLowestItems(list_, nullptr, all.data(), 6010), 6003);
   ASSERT_EQ(ListLowestItems(list_, all[0], out.data(), 5000), 4096);
-  const std::pair<ListItem*, const char*> cases[] = {{all[0], "/p10000"}, {all[5999], "/p15999"}, {all[6000], "/m2"},
-      {all[6001], "/z2"}, {all[6002], "/a3"}, {out[0], "/p10001"}, {out[4095], "/p14096"}};
+  const std::pair<ListItem*, const char*> cases[] = {{all[0], "/pages/10000"}, {all[5999], "/pages/15999"}, {all[6000], "/m2"},
+      {all[6001], "/z2"}, {all[6002], "/a3"}, {out[0], "/pages/10001"}, {out[4095], "/pages/14096"}};
   for (const auto& [node, text] : cases) EXPECT_STREQ(node->item, text);
   for (int i = 0; i < 6000; ++i) ListRemoveItem(list_, all[i]);
   Add(nullptr);

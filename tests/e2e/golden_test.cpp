@@ -27,7 +27,8 @@ struct Scenario {
 };
 
 // Kept inputs: access.log, two days of a small site (search engines, referrers, a stale link, three browsers and
-// kinds of host); robots.log (a crawler, a redirect, a server error, a visitor back after exactly 30 minutes).
+// kinds of host); robots.log (a crawler, a redirect, a server error, a visitor back after exactly 30 minutes);
+// webstar*.log, the two self-describing WebSTAR layouts.
 std::string Kept(const std::string& name) { return ReadFile(SourceDir() + "/tests/e2e/site/" + name); }
 
 std::string ManyUrlsLog() {  // three popular pages, then more pages asked for once than 500K holds
@@ -66,8 +67,9 @@ std::vector<Scenario> Scenarios() {
         {"logs/access.log", ManyUrlsLog()}},
        "username=demo date=01012024 em=01 ed=01 ey=2024 requests=1,3"},
       {"debug", {{"loglantern.conf", site + "Debug=1\n"}, {"logs/notes.log", "nothing dated here\n"},
-                 {"logs/old.log", "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n"}},
-       demo + " requests=1 hitsperhour=1"},
+                 {"logs/old.log", "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n"},
+                 {"logs/webstar.log", Kept("webstar.log")}, {"logs/webstar-fields.log", Kept("webstar-fields.log")}},
+       demo + " requests=1 hitsperhour=1 badurls=1"},
       {"auth_crypt_granted", crypt, demo + " password=lantern"},
       {"auth_crypt_refused", crypt, demo + " password=Lantern"},
       {"auth_wrong_password_cgi", {{"loglantern.conf", "ErrorLog=errors.log\n" + secret}},

@@ -70,6 +70,17 @@ TEST_F(ReaderTest, SummaryFileAcrossRuns) {
   EXPECT_EQ(FirstDates(), std::to_string(Noon(1, 1)) + "-" + std::to_string(Noon(1, 9)));
   EXPECT_EQ(ReadFile(summary).find("# untouched\n"), std::string::npos);
   EXPECT_EQ(Walk(dir), (Texts{"a.log", "c.log"}));
+
+  // The current log joins the pattern's logs; a run that finds nothing writes no summary.
+  StatsFields settings;
+  settings.logs.set(dir.file("*.log").c_str());
+  settings.accessLog.set(dir.file("current").c_str());
+  WriteFile(dir.file("current"), DailyLog(4, 1, 1));
+  SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
+  EXPECT_EQ(Walk(dir), (Texts{"a.log", "c.log", "current"}));
+  TempDir empty;
+  Init(empty);
+  EXPECT_EQ(std::distance(fs::directory_iterator(empty.path()), {}), 0);
 }
 
 // The first dated line from the head, the last from the tail ("!" lines count,
