@@ -97,8 +97,8 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        }, 2001, 0, {"<b>1</b> of the requests (<b>0%</b>) were from versions of Netscape",
         "<b>4</b> of the requests (<b>0%</b>) were from versions of Microsoft"}},
       // URLs lose their query and merge ignoring case unless told.
-      {L("h", "0", "/Index.html?x=1") + L("h", "1", "/index.html"), [](StatsFields& s) { s.requests.show = 1; }, 2, 0,
-       {"<tr><td align=center>2</td><td align=center>100.00%</td><td><a href=\"http://www.example.org/Index.html\""}},
+      {L("h", "0", "/Zoo/Ant.html?x=1") + L("h", "1", "/zoo/ant.html"), [](StatsFields& s) { s.requests.show = 1; }, 2, 0,
+       {"<tr><td align=center>2</td><td align=center>100.00%</td><td><a href=\"http://www.example.org/Zoo/Ant.html\""}},
       {L("h", "0", "/Index.html?x=1") + L("h", "1", "/index.html"), [](StatsFields& s) { s.requests.show = 1, s.findCaseSensitive = 1; },
        2, 0, {"<b>2</b> distinct URLs were found."}},
       // A URL that the reader joins from two fields counts as it was read.

@@ -73,6 +73,15 @@ TEST_F(Audience, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
   }
 }
 
+// 5,000 addresses, each seen twice in one visit: more visitors than the table's first 4,096 slots hold.
+std::vector<Hit> ManyHosts() {
+  static std::vector<std::string> names;
+  for (int i = names.size(); i < 5000; ++i) names.push_back("10.9." + std::to_string(i / 250) + "." + std::to_string(i % 250));
+  std::vector<Hit> hits;
+  for (int i = 0; i < 10000; ++i) hits.push_back({names[i % 5000].c_str(), i / 10, "/", kFirefox});
+  return hits;
+}
+
 TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
   const std::string com = "a-long-host-name-beyond-twenty.example.com", org = com.substr(0, com.size() - 3) + "org";
   const struct {
@@ -88,6 +97,7 @@ TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
         {org.c_str(), 9, "/", kFirefox}, {com.c_str(), 12, "/", kFirefox}}, 4, false},  // long hosts met again
       {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 1, true},
       {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 2, false},
+      {ManyHosts(), 5000, false},
   };
   for (const auto& c : cases) {
     Count(c.hits, c.robots);
