@@ -127,7 +127,8 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        }(),
        [](StatsFields& s) { s.dnsLookupEnabled = 1, s.domains.show = 1; }, 600, 300, {}},
       {L("2001:db8::1", "0", "/"), [](StatsFields& s) { s.domainTypes.show = 1; }, 1, 0, {"<td>UNKNOWN</td>", "!<td>2001"}},
-      {L("h", "0", "/", 1234), [](StatsFields& s) { s.statusCodes.show = 1; }, 1, 0, {"1234"}},  // a code past 999 keeps its number
+      {L("h", "0", "/", 1234) + L("h", "1", "/", 431), [](StatsFields& s) { s.statusCodes.show = 1; }, 2, 0,
+       {"<td>1234 Unknown</td>", "<td>431 Request Header Fields Too Large</td>"}},  // a code past 999 keeps its number
       {L("10.0.0.9", "0", "/a.gif") + L("10.0.0.9", "1", "/"), [](StatsFields& s) { s.domains.show = 1, s.filterFileTypes.set("gif"); }, 1, 0,
        {"<td align=center>1</td><td align=center>100.00%</td><td>10.0.0</td>"}},  // an omitted file type counts in no domain
       // ...and for every hit when a named host filter needs them; a dropped

@@ -75,6 +75,11 @@ std::vector<Scenario> Scenarios() {
       {"auth_wrong_password_cgi", {{"loglantern.conf", "ErrorLog=errors.log\n" + secret}},
        "POST username=demo&password=guess&date=01012024%2C01022024",
        {{"REMOTE_HOST", "client.example"}, {"REMOTE_ADDR", "203.0.113.9"}}},
+      {"error_no_url", {{"loglantern.conf", "user=demo;password=*;logs=logs/*.log\n"}}, demo},
+      {"error_no_logs_setting", {{"loglantern.conf", "user=demo;password=*;url=http://www.example.org\n"}}, demo},
+      {"error_no_logs_found", {{"loglantern.conf", "user=demo;url=http://www.example.org;logs=none/*.log;accesslog=none/now.log\n"}}, demo},
+      {"error_no_passwords_file", {{"loglantern.conf", "UserPasswords=none/pw\nuser=demo;password=;url=http://www.example.org;logs=logs/*.log\n"}},
+       demo + " password=x"},
       {"auth_internal_ip_cgi", {{"loglantern.conf", "InternalIp=192.168.,10.0.\n" + secret}},
        "POST username=demo&date=01012024%2C01022024&requests=1%2C1", {{"REMOTE_ADDR", "10.0.3.4"}}},
   };
