@@ -59,7 +59,7 @@ std::vector<Scenario> Scenarios() {
        "POST username=demo&date=01012024%2C01022024&filter_filetypes=gif&filter_domains=uni.example.edu&extrafooter=%3Cp%3EFooter+from+the+form%3C%2Fp%3E",
        {{"REMOTE_ADDR", "192.0.2.1"}}},
       {"day_first", {{"logs/more.log", Kept("robots.log")}}, demo + " dateformat=DMY dailytotals=1 hitsperdayofweek=1 visitors=1"},
-      {"limits", {}, demo + " requests=1,2 referrers=1,50% browsers=1,0,3 domains=1 domains_top=-1 domains_greater=-1"},
+      {"limits", {}, demo + " requests=1,2 referrers=1,50% browsers=1,0,3 domaintypes=1,0,2 domains=1 domains_top=-1 domains_greater=-1"},
       {"empty_lists", {}, demo + " find=/nothing" + every},
       {"no_logs_in_range", {}, "POST username=demo&date=06012023%2C06302023&requests=1&hitsperhour=1"},
       {"smart_memory",
