@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "analysis/smart_memory.h"
+#include "analysis/text_ids.h"
 #include "base/globals.h"
 
 namespace {
@@ -107,6 +108,22 @@ TEST(ListHash, MatchesPublishedLookup2ValuesAndReadsHighBytesUnsigned) {
   const std::tuple<const char*, uint32_t, uint32_t> cases[] = {
       {"", 0, 0xbd49d10du}, {"192.168.1.1", 0, 0x8a0abdf1u}, {"abcdefghijklmnopqrstuvwxyz", 0, 0xc52fcee8u}, {high, 0x12345678u, 0x50d80604u}};
   for (const auto& [key, seed, value] : cases) EXPECT_EQ(hash(key, strlen(key), seed), value) << key;
+}
+
+// Every bit of a text counts in the table hashes: a hash that skipped a byte would pile texts that differ
+// there into one probe run.  Digits, so that folding case changes nothing.
+TEST(ListHash, OneFlippedBitGivesAnotherTableHash) {
+  std::mt19937 random(3);
+  for (size_t len = 1; len <= 40; ++len) {
+    std::string text(len, '0'), other;
+    for (char& c : text) c = static_cast<char>('0' + random() % 10);
+    for (size_t i = 0; i < len * 8; ++i) {
+      other = text, other[i / 8] = static_cast<char>(other[i / 8] ^ (1 << i % 8));
+      for (int ic : {0, 1})
+        EXPECT_NE(MakeItemKey(nullptr, text.data(), len, ic).hash, MakeItemKey(nullptr, other.data(), len, ic).hash) << len << ":" << i;
+      EXPECT_NE(TextHash(text.data(), len), TextHash(other.data(), len)) << len << ":" << i;
+    }
+  }
 }
 
 }  // namespace

@@ -128,6 +128,12 @@ TEST_F(ReaderTest, WalkOpensFilesMeetingTheReportRange) {
   Init(dir);
   fs::remove(dir.file("a.log"));  // vanished before the walk: skipped
   EXPECT_EQ(Walk(dir), Texts{"b.log"});
+
+  // A found path of 259 characters fits the path buffer; one of 260 is never opened.
+  TempDir deep;
+  for (size_t length : {259, 260}) WriteFile(deep.file(std::string(length - deep.path().size() - 5, 'p') + ".log"), DailyLog(1, 1, 1));
+  Init(deep);
+  EXPECT_EQ(Walk(deep), Texts{std::string(259 - deep.path().size() - 5, 'p') + ".log"});
 }
 
 }  // namespace
