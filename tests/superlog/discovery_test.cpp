@@ -81,6 +81,12 @@ TEST_F(ReaderTest, SummaryFileAcrossRuns) {
   TempDir empty;
   Init(empty);
   EXPECT_EQ(std::distance(fs::directory_iterator(empty.path()), {}), 0);
+  // "." and ".." are never listed, even where the pattern matches them.
+  WriteFile(empty.file(".a.log"), DailyLog(1, 1, 1));
+  settings.logs.set(empty.file(".*").c_str()), settings.accessLog.set("");
+  SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
+  EXPECT_EQ(std::string(mState.mpLogsRoot->name), empty.file(".a.log"));
+  EXPECT_EQ(mState.mpLogsRoot->next, nullptr);
 }
 
 // The first dated line from the head, the last from the tail ("!" lines count,
