@@ -30,7 +30,9 @@ class ItemTable : public ::testing::Test {
   void SetUp() override {
     ResetGlobalsForTesting();
     smart_memory_reset_for_testing();
+    list_ = reinterpret_cast<ItemList*>(this);  // a head left from an earlier pass
     init_list(&list_, &info_, "Top URLs");
+    ASSERT_EQ(list_, nullptr);
   }
   void TearDown() override {
     ListRefuseSortMemoryForTesting(false);

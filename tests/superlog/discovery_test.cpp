@@ -128,7 +128,7 @@ TEST_F(ReaderTest, WalkOpensFilesMeetingTheReportRange) {
   for (const auto& [first, last, opened] : cases) {
     Init(dir, first, last);
     EXPECT_EQ(Walk(dir), opened) << first << " " << last;
-    EXPECT_EQ(SuperLog_LogsInRange() != 0, !opened.empty());
+    EXPECT_EQ(SuperLog_LogsInRange(), opened.empty() ? 0 : 1);
     EXPECT_EQ(Walk(dir), opened);  // a further walk starts over
   }
   Init(dir);
