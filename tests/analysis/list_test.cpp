@@ -9,6 +9,7 @@
 #include <random>
 #include <string>
 #include <tuple>
+#include <unordered_map>
 #include <vector>
 
 #include "analysis/smart_memory.h"
@@ -101,6 +102,19 @@ TEST_F(ItemTable, LowestItemsComeByCountThenTextInBoundedBatches) {
   EXPECT_EQ(TotalList(list_), 7);
   ASSERT_EQ(ListLowestItems(list_, nullptr, out.data(), 1), 1);
   EXPECT_STREQ(out[0]->item, "/m2");
+}
+
+// Two texts of one length whose table hashes collide (found by a birthday search) stay two items.
+TEST_F(ItemTable, TextsSharingAHashStayApart) {
+  std::unordered_map<uint32_t, std::string> seen;
+  std::string a, b;
+  for (uint32_t i = 0; b.empty(); ++i) {
+    const std::string text = "/p" + std::to_string(1000000 + i);
+    const auto [at, fresh] = seen.emplace(MakeItemKey(nullptr, text.data(), text.size(), 0).hash, text);
+    if (!fresh) a = at->second, b = text;
+  }
+  for (const std::string& text : {a, b, a}) Add(text.c_str());
+  EXPECT_EQ(Chain(SortList(list_)), (std::vector<Row>{{a, 2}, {b, 1}}));
 }
 
 TEST(ListHash, MatchesPublishedLookup2ValuesAndReadsHighBytesUnsigned) {
