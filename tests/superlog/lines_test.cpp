@@ -46,7 +46,7 @@ TEST_F(ReaderTest, EveryLogFormat) {
     if (bar2 + 1 < name.size()) SuperLog_SetLogFormat("C", kSourceForm);  // a lower source never replaces it
     EXPECT_EQ(ParseText(all.substr(eol + 1, split - eol - 1)), all.substr(split + 9, next - split - 8)) << name;
   }
-  EXPECT_EQ(formats, 13);
+  EXPECT_EQ(formats, 14);
 }
 
 // Random logs of short and long lines, read wholly or abandoned early, around
