@@ -30,8 +30,7 @@ struct DnsCacheEntry {
   char* host;            // the name found (owned), or null for a failed lookup
   DnsCacheEntry* next;   // next entry in the same slot
   DnsCacheEntry* prev;   // previous entry in the same slot
-  DnsCacheEntry* newer;  // next entry in order of addition
-  DnsCacheEntry* older;  // previous entry in order of addition
+  DnsCacheEntry* newer;  // next entry in order of addition (the oldest goes first)
   DnsCacheEntry** slot;  // the slot whose chain holds the entry
 };
 
@@ -103,7 +102,6 @@ bool AddEntry(const char* address, const char* host, DnsCacheEntry** slot, DnsCa
   if (last) last->next = entry;
   else *slot = entry;
   entry->newer = nullptr;
-  entry->older = mDns.mNewest_entry;
   if (mDns.mNewest_entry) mDns.mNewest_entry->newer = entry;
   else mDns.mOldest_entry = entry;
   mDns.mNewest_entry = entry;
@@ -116,8 +114,7 @@ void EvictOldest() {
   if (old->prev) old->prev->next = old->next;
   else *old->slot = old->next;
   if (old->next) old->next->prev = old->prev;
-  mDns.mOldest_entry = old->newer;
-  mDns.mOldest_entry->older = nullptr;  // old was not the newest, so a newer one exists
+  mDns.mOldest_entry = old->newer;  // old was not the newest, so a newer one exists
   FreeEntry(old);
   --mDns.mCacheCount;
 }

@@ -99,8 +99,8 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        }, 2001, 0, {"<b>1</b> of the requests (<b>0%</b>) were from versions of Netscape",
         "<b>4</b> of the requests (<b>0%</b>) were from versions of Microsoft"}},
       // URLs lose their query and merge ignoring case unless told.
-      {L("h", "0", "/Index.html?x=1") + L("h", "1", "/index.html"), [](StatsFields& s) { s.requests.show = 1; }, 2, 0,
-       {"<tr><td align=center>2</td><td align=center>100.00%</td><td><a href=\"http://www.example.org/Index.html\""}},
+      {L("h", "0", "/Zoo/Ant.html?x=1") + L("h", "1", "/zoo/ant.html"), [](StatsFields& s) { s.requests.show = 1; }, 2, 0,
+       {"<tr><td align=center>2</td><td align=center>100.00%</td><td><a href=\"http://www.example.org/Zoo/Ant.html\""}},
       {L("h", "0", "/Index.html?x=1") + L("h", "1", "/index.html"), [](StatsFields& s) { s.requests.show = 1, s.findCaseSensitive = 1; },
        2, 0, {"<b>2</b> distinct URLs were found."}},
       // A URL that the reader joins from two fields counts as it was read.
@@ -138,7 +138,8 @@ TEST_F(PassTest, EachHitCountsWhereItsSettingsSay) {
        {"<b>3</b> distinct domains", "<b>3</b> distinct origins", "33.33%</td><td>2001:db8::1</td>", "33.33%</td><td>NET</td>",
         "<b>4</b> distinct browsers", "50.00%</td><td>A/1</td>"}},
       {L("2001:db8::1", "0", "/"), [](StatsFields& s) { s.domainTypes.show = 1; }, 1, 0, {"<td>UNKNOWN</td>", "!<td>2001"}},
-      {L("h", "0", "/", 1234), [](StatsFields& s) { s.statusCodes.show = 1; }, 1, 0, {"1234"}},  // a code past 999 keeps its number
+      {L("h", "0", "/", 1234) + L("h", "1", "/", 431), [](StatsFields& s) { s.statusCodes.show = 1; }, 2, 0,
+       {"<td>1234 Unknown</td>", "<td>431 Request Header Fields Too Large</td>"}},  // a code past 999 keeps its number
       {L("10.0.0.9", "0", "/a.gif") + L("10.0.0.9", "1", "/"), [](StatsFields& s) { s.domains.show = 1, s.filterFileTypes.set("gif"); }, 1, 0,
        {"<td align=center>1</td><td align=center>100.00%</td><td>10.0.0</td>"}},  // an omitted file type counts in no domain
       // ...and for every hit when a named host filter needs them; a dropped

@@ -2,11 +2,13 @@
 // the whole analysis pass over small logs.
 #include <cstdio>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "analysis/analysis.h"
 #include "analysis/audience.h"
 #include "analysis/pass_results.h"
+#include "analysis/text_ids.h"
 #include "support/fixtures.h"
 
 namespace {
@@ -73,6 +75,27 @@ TEST_F(Audience, APauseOfExactlyThirtyMinutesKeepsTheVisit) {
   }
 }
 
+// 5,000 addresses, each seen twice in one visit: more visitors than the table's first 4,096 slots hold.
+std::vector<Hit> ManyHosts() {
+  static std::vector<std::string> names;
+  for (int i = names.size(); i < 5000; ++i) names.push_back("10.9." + std::to_string(i / 250) + "." + std::to_string(i % 250));
+  std::vector<Hit> hits;
+  for (int i = 0; i < 10000; ++i) hits.push_back({names[i % 5000].c_str(), i / 10, "/", kFirefox});
+  return hits;
+}
+
+// Two short host names whose hashes collide (a birthday search), each seen twice.
+std::vector<Hit> HostsSharingAHash() {
+  static std::string a, b;
+  std::unordered_map<uint32_t, std::string> seen;
+  for (uint32_t i = 0; b.empty(); ++i) {
+    const std::string name = "h" + std::to_string(10000000 + i) + ".example";
+    const auto [at, fresh] = seen.emplace(TextHash(name.data(), name.size()), name);
+    if (!fresh) a = at->second, b = name;
+  }
+  return {{a.c_str(), 0, "/", kFirefox}, {b.c_str(), 1, "/", kFirefox}, {a.c_str(), 2, "/", kFirefox}, {b.c_str(), 3, "/", kFirefox}};
+}
+
 TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
   const std::string com = "a-long-host-name-beyond-twenty.example.com", org = com.substr(0, com.size() - 3) + "org";
   const struct {
@@ -88,6 +111,8 @@ TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
         {org.c_str(), 9, "/", kFirefox}, {com.c_str(), 12, "/", kFirefox}}, 4, false},  // long hosts met again
       {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 1, true},
       {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 2, false},
+      {ManyHosts(), 5000, false},
+      {HostsSharingAHash(), 2, false},
   };
   for (const auto& c : cases) {
     Count(c.hits, c.robots);

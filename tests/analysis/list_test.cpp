@@ -9,9 +9,11 @@
 #include <random>
 #include <string>
 #include <tuple>
+#include <unordered_map>
 #include <vector>
 
 #include "analysis/smart_memory.h"
+#include "analysis/text_ids.h"
 #include "base/globals.h"
 
 namespace {
@@ -29,7 +31,9 @@ class ItemTable : public ::testing::Test {
   void SetUp() override {
     ResetGlobalsForTesting();
     smart_memory_reset_for_testing();
+    list_ = reinterpret_cast<ItemList*>(this);  // a head left from an earlier pass
     init_list(&list_, &info_, "Top URLs");
+    ASSERT_EQ(list_, nullptr);
   }
   void TearDown() override {
     ListRefuseSortMemoryForTesting(false);
@@ -84,13 +88,13 @@ TEST_F(ItemTable, MoveItemRelinksByText) {
 // without the protected node; higher counts come after.  Removed nodes
 // leave the list's total; no text or an empty one is not counted.
 TEST_F(ItemTable, LowestItemsComeByCountThenTextInBoundedBatches) {
-  for (int i = 0; i < 6000; ++i) Add(("/p" + std::to_string(10000 + i)).c_str());
+  for (int i = 0; i < 6000; ++i) Add(("/pages/" + std::to_string(10000 + i)).c_str());  // past the 8-byte prefix
   for (const char* text : {"/z2", "/z2", "/a3", "/a3", "/a3", "/m2", "/m2"}) Add(text);
   std::vector<ListItem*> all(6010), out(5000);
   ASSERT_EQ(ListLowestItems(list_, nullptr, all.data(), 6010), 6003);
   ASSERT_EQ(ListLowestItems(list_, all[0], out.data(), 5000), 4096);
-  const std::pair<ListItem*, const char*> cases[] = {{all[0], "/p10000"}, {all[5999], "/p15999"}, {all[6000], "/m2"},
-      {all[6001], "/z2"}, {all[6002], "/a3"}, {out[0], "/p10001"}, {out[4095], "/p14096"}};
+  const std::pair<ListItem*, const char*> cases[] = {{all[0], "/pages/10000"}, {all[5999], "/pages/15999"}, {all[6000], "/m2"},
+      {all[6001], "/z2"}, {all[6002], "/a3"}, {out[0], "/pages/10001"}, {out[4095], "/pages/14096"}};
   for (const auto& [node, text] : cases) EXPECT_STREQ(node->item, text);
   for (int i = 0; i < 6000; ++i) ListRemoveItem(list_, all[i]);
   Add(nullptr);
@@ -100,6 +104,19 @@ TEST_F(ItemTable, LowestItemsComeByCountThenTextInBoundedBatches) {
   EXPECT_STREQ(out[0]->item, "/m2");
 }
 
+// Two texts of one length whose table hashes collide (found by a birthday search) stay two items.
+TEST_F(ItemTable, TextsSharingAHashStayApart) {
+  std::unordered_map<uint32_t, std::string> seen;
+  std::string a, b;
+  for (uint32_t i = 0; b.empty(); ++i) {
+    const std::string text = "/p" + std::to_string(1000000 + i);
+    const auto [at, fresh] = seen.emplace(MakeItemKey(nullptr, text.data(), text.size(), 0).hash, text);
+    if (!fresh) a = at->second, b = text;
+  }
+  for (const std::string& text : {a, b, a}) Add(text.c_str());
+  EXPECT_EQ(Chain(SortList(list_)), (std::vector<Row>{{a, 2}, {b, 1}}));
+}
+
 TEST(ListHash, MatchesPublishedLookup2ValuesAndReadsHighBytesUnsigned) {
   // The last key has one full 12-byte block and a 9-byte tail, every byte
   // above 127: a sign-extended byte or a wrong tail shift changes the value.
@@ -107,6 +124,22 @@ TEST(ListHash, MatchesPublishedLookup2ValuesAndReadsHighBytesUnsigned) {
   const std::tuple<const char*, uint32_t, uint32_t> cases[] = {
       {"", 0, 0xbd49d10du}, {"192.168.1.1", 0, 0x8a0abdf1u}, {"abcdefghijklmnopqrstuvwxyz", 0, 0xc52fcee8u}, {high, 0x12345678u, 0x50d80604u}};
   for (const auto& [key, seed, value] : cases) EXPECT_EQ(hash(key, strlen(key), seed), value) << key;
+}
+
+// Every bit of a text counts in the table hashes: a hash that skipped a byte would pile texts that differ
+// there into one probe run.  Digits, so that folding case changes nothing.
+TEST(ListHash, OneFlippedBitGivesAnotherTableHash) {
+  std::mt19937 random(3);
+  for (size_t len = 1; len <= 40; ++len) {
+    std::string text(len, '0'), other;
+    for (char& c : text) c = static_cast<char>('0' + random() % 10);
+    for (size_t i = 0; i < len * 8; ++i) {
+      other = text, other[i / 8] = static_cast<char>(other[i / 8] ^ (1 << i % 8));
+      for (int ic : {0, 1})
+        EXPECT_NE(MakeItemKey(nullptr, text.data(), len, ic).hash, MakeItemKey(nullptr, other.data(), len, ic).hash) << len << ":" << i;
+      EXPECT_NE(TextHash(text.data(), len), TextHash(other.data(), len)) << len << ":" << i;
+    }
+  }
 }
 
 }  // namespace

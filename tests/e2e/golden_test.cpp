@@ -27,7 +27,8 @@ struct Scenario {
 };
 
 // Kept inputs: access.log, two days of a small site (search engines, referrers, a stale link, three browsers and
-// kinds of host); robots.log (a crawler, a redirect, a server error, a visitor back after exactly 30 minutes).
+// kinds of host); robots.log (a crawler, a redirect, a server error, a visitor back after exactly 30 minutes);
+// webstar*.log, the two self-describing WebSTAR layouts.
 std::string Kept(const std::string& name) { return ReadFile(SourceDir() + "/tests/e2e/site/" + name); }
 
 std::string ManyUrlsLog() {  // three popular pages, then more pages asked for once than 500K holds
@@ -58,7 +59,7 @@ std::vector<Scenario> Scenarios() {
        "POST username=demo&date=01012024%2C01022024&filter_filetypes=gif&filter_domains=uni.example.edu&extrafooter=%3Cp%3EFooter+from+the+form%3C%2Fp%3E",
        {{"REMOTE_ADDR", "192.0.2.1"}}},
       {"day_first", {{"logs/more.log", Kept("robots.log")}}, demo + " dateformat=DMY dailytotals=1 hitsperdayofweek=1 visitors=1"},
-      {"limits", {}, demo + " requests=1,2 referrers=1,50% browsers=1,0,3 domains=1 domains_top=-1 domains_greater=-1"},
+      {"limits", {}, demo + " requests=1,2 referrers=1,50% browsers=1,0,3 domaintypes=1,0,2 domains=1 domains_top=-1 domains_greater=-1"},
       {"empty_lists", {}, demo + " find=/nothing" + every},
       {"no_logs_in_range", {}, "POST username=demo&date=06012023%2C06302023&requests=1&hitsperhour=1"},
       {"smart_memory",
@@ -66,13 +67,19 @@ std::vector<Scenario> Scenarios() {
         {"logs/access.log", ManyUrlsLog()}},
        "username=demo date=01012024 em=01 ed=01 ey=2024 requests=1,3"},
       {"debug", {{"loglantern.conf", site + "Debug=1\n"}, {"logs/notes.log", "nothing dated here\n"},
-                 {"logs/old.log", "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n"}},
-       demo + " requests=1 hitsperhour=1"},
+                 {"logs/old.log", "10.0.0.7 - - [01/Jan/2023:14:30:00 +0000] \"GET / HTTP/1.0\" 200 1\n"},
+                 {"logs/webstar.log", Kept("webstar.log")}, {"logs/webstar-fields.log", Kept("webstar-fields.log")}},
+       demo + " requests=1 hitsperhour=1 badurls=1"},
       {"auth_crypt_granted", crypt, demo + " password=lantern"},
       {"auth_crypt_refused", crypt, demo + " password=Lantern"},
       {"auth_wrong_password_cgi", {{"loglantern.conf", "ErrorLog=errors.log\n" + secret}},
        "POST username=demo&password=guess&date=01012024%2C01022024",
        {{"REMOTE_HOST", "client.example"}, {"REMOTE_ADDR", "203.0.113.9"}}},
+      {"error_no_url", {{"loglantern.conf", "user=demo;password=*;logs=logs/*.log\n"}}, demo},
+      {"error_no_logs_setting", {{"loglantern.conf", "user=demo;password=*;url=http://www.example.org\n"}}, demo},
+      {"error_no_logs_found", {{"loglantern.conf", "user=demo;url=http://www.example.org;logs=none/*.log;accesslog=none/now.log\n"}}, demo},
+      {"error_no_passwords_file", {{"loglantern.conf", "UserPasswords=none/pw\nuser=demo;password=;url=http://www.example.org;logs=logs/*.log\n"}},
+       demo + " password=x"},
       {"auth_internal_ip_cgi", {{"loglantern.conf", "InternalIp=192.168.,10.0.\n" + secret}},
        "POST username=demo&date=01012024%2C01022024&requests=1%2C1", {{"REMOTE_ADDR", "10.0.3.4"}}},
   };

@@ -56,6 +56,9 @@ TEST_F(KeywordsTest, EachWordSetsItsFieldUnderItsSourcesRules) {
     CompareParam(word.c_str(), &settings, &env, source == 'f' ? "form" : source == 'i' ? "ini" : "other", source == 'i' ? 4 : 2);
     EXPECT_EQ(field(name), value) << source << ":" << word.substr(0, 40);
   }
+  char one[1] = {'x'};
+  ReturnValue(one, sizeof one, "5,6", 1);  // a one-byte field holds only the terminator
+  EXPECT_EQ(one[0], 0);
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
 // Timestamp parsers and the line classifier.
+#include <array>
+
 #include "superlog_test_util.h"
 
 namespace {
@@ -55,6 +57,26 @@ TEST_F(ReaderTest, FieldParsersWriteOnlyWhatTheyRead) {
   EXPECT_EQ(mState.mGmtOffset, -18000);
 }
 
+// The minute cache answers as mktime does for every few seconds of the hours around zone changes, also
+// where offsets of odd seconds put a change inside a minute, and at the end of 32-bit time.
+TEST_F(ReaderTest, MinuteCacheAnswersAsMktime) {
+  for (const char* zone : {"EST5EDT,M3.2.0,M11.1.0", "AAA-0:00:30BBB-0:01:00,M3.2.0/2,M11.1.0/2"}) {
+    setenv("TZ", zone, 1), tzset();
+    ClearTimeCaches();
+    for (const auto& [year, month, day, hour] : {std::array{2038, 1, 19, 2}, {2024, 3, 10, 1}, {2024, 11, 3, 0}}) {
+      for (int s = 0; s < 3 * 3600; s += 7) {
+        struct tm tm = {};
+        tm.tm_year = year - 1900, tm.tm_mon = month - 1, tm.tm_mday = day, tm.tm_hour = hour + s / 3600;
+        tm.tm_min = s / 60 % 60, tm.tm_sec = s % 60, tm.tm_isdst = -1;
+        struct tm copy = tm;
+        ASSERT_EQ(CachedMktime32(&tm), ll::Mktime32(&copy)) << zone << " " << year << "-" << month << "-" << day << " +" << s;
+      }
+    }
+    EXPECT_TRUE(mState.mMktimeCache.usable) << "an ordinary minute is kept";
+  }
+  setenv("TZ", "UTC", 1), tzset();
+}
+
 TEST_F(ReaderTest, ClassifierDatesLinesByFieldShapes) {
   const std::pair<const char*, ll::time32_t> cases[] = {
       {"1.2.3.4 - - [10/Oct/1999:13:55:36 -0700] \"GET / HTTP/1.0\" 200 1", Local(1999, 10, 10, 13, 55, 36)},
@@ -82,6 +104,10 @@ TEST_F(ReaderTest, ClassifierDatesLinesByFieldShapes) {
     ll::CopyText(mState.mLineBuf, kLineBufSize, line);
     EXPECT_EQ(GuessDateTimeFromLine(), expected) << line;
   }
+  int32_t n[3], year = 0;
+  EXPECT_EQ(ParseTripletAndGuessType(" \t10/23/1999", n, &year), 1);  // leading blanks are skipped
+  EXPECT_EQ(std::vector<int32_t>(n, n + 3), (std::vector<int32_t>{10, 23, 99}));  // years since 1900
+  EXPECT_EQ(ParseTripletAndGuessType(" \t", n, &year), 0);
 }
 
 }  // namespace

@@ -70,6 +70,23 @@ TEST_F(ReaderTest, SummaryFileAcrossRuns) {
   EXPECT_EQ(FirstDates(), std::to_string(Noon(1, 1)) + "-" + std::to_string(Noon(1, 9)));
   EXPECT_EQ(ReadFile(summary).find("# untouched\n"), std::string::npos);
   EXPECT_EQ(Walk(dir), (Texts{"a.log", "c.log"}));
+
+  // The current log joins the pattern's logs; a run that finds nothing writes no summary.
+  StatsFields settings;
+  settings.logs.set(dir.file("*.log").c_str());
+  settings.accessLog.set(dir.file("current").c_str());
+  WriteFile(dir.file("current"), DailyLog(4, 1, 1));
+  SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
+  EXPECT_EQ(Walk(dir), (Texts{"a.log", "c.log", "current"}));
+  TempDir empty;
+  Init(empty);
+  EXPECT_EQ(std::distance(fs::directory_iterator(empty.path()), {}), 0);
+  // "." and ".." are never listed, even where the pattern matches them.
+  WriteFile(empty.file(".a.log"), DailyLog(1, 1, 1));
+  settings.logs.set(empty.file(".*").c_str()), settings.accessLog.set("");
+  SuperLog_Init(&settings, INT32_MIN, INT32_MAX);
+  EXPECT_EQ(std::string(mState.mpLogsRoot->name), empty.file(".a.log"));
+  EXPECT_EQ(mState.mpLogsRoot->next, nullptr);
 }
 
 // The first dated line from the head, the last from the tail ("!" lines count,
@@ -111,12 +128,18 @@ TEST_F(ReaderTest, WalkOpensFilesMeetingTheReportRange) {
   for (const auto& [first, last, opened] : cases) {
     Init(dir, first, last);
     EXPECT_EQ(Walk(dir), opened) << first << " " << last;
-    EXPECT_EQ(SuperLog_LogsInRange() != 0, !opened.empty());
+    EXPECT_EQ(SuperLog_LogsInRange(), opened.empty() ? 0 : 1);
     EXPECT_EQ(Walk(dir), opened);  // a further walk starts over
   }
   Init(dir);
   fs::remove(dir.file("a.log"));  // vanished before the walk: skipped
   EXPECT_EQ(Walk(dir), Texts{"b.log"});
+
+  // A found path of 259 characters fits the path buffer; one of 260 is never opened.
+  TempDir deep;
+  for (size_t length : {259, 260}) WriteFile(deep.file(std::string(length - deep.path().size() - 5, 'p') + ".log"), DailyLog(1, 1, 1));
+  Init(deep);
+  EXPECT_EQ(Walk(deep), Texts{std::string(259 - deep.path().size() - 5, 'p') + ".log"});
 }
 
 }  // namespace

@@ -43,9 +43,10 @@ TEST_F(ReaderTest, EveryLogFormat) {
     SuperLog_ResetForTesting();
     SuperLog_SetDateFormat(name.substr(bar + 1, bar2 - bar - 1).c_str(), kSourceForm);  // an empty one sets nothing
     SuperLog_SetLogFormat(name.substr(bar2 + 1).c_str(), kSourceGlobal);
+    if (bar2 + 1 < name.size()) SuperLog_SetLogFormat("C", kSourceForm);  // a lower source never replaces it
     EXPECT_EQ(ParseText(all.substr(eol + 1, split - eol - 1)), all.substr(split + 9, next - split - 8)) << name;
   }
-  EXPECT_EQ(formats, 13);
+  EXPECT_EQ(formats, 14);
 }
 
 // Random logs of short and long lines, read wholly or abandoned early, around
