@@ -77,6 +77,14 @@ struct AgentFlags {
 };
 constexpr size_t kAgentMemoSize = 512;
 
+// A node of a list remembered with its text's length and the list's
+// reclaimed count at the time (while that count stays, the node is there).
+struct Remembered {
+  ListItem* node = nullptr;
+  uint32_t length = 0;
+  int32_t reclaimed = 0;
+};
+
 // The domain and domain type of one recent host, with their keys, so that a
 // host's later hits (a visit's hits come minutes apart) skip the cutting
 // and the two hashes.  Hosts, domains and types too long for an entry are
@@ -88,15 +96,12 @@ struct HostMemo {
   ItemKey domain{};       // text null: the domain is not counted
   ItemKey type{};         // text null: the type is not counted
   bool ipv6 = false;
-  // The nodes that the host's agent, domain and type were last counted in,
-  // with their lists' reclaimed counts then; checked against the hit's texts
-  // before use, as the entry may have passed to another host meanwhile.
-  ListItem* browser = nullptr;
-  ListItem* domainNode = nullptr;
-  ListItem* typeNode = nullptr;
-  int32_t browserReclaimed = 0;
-  int32_t domainReclaimed = 0;
-  int32_t typeReclaimed = 0;
+  // The nodes that the host's agent, domain and type were last counted in;
+  // checked against the hit's texts before use, as the entry may have passed
+  // to another host meanwhile.
+  Remembered browser;
+  Remembered domainNode;
+  Remembered typeNode;
   char host[kMemoTextSize];
   char domainText[kMemoTextSize];
   char typeText[kMemoTextSize];
@@ -164,26 +169,28 @@ void AddKey(int index, const ItemKey& key) {
   add_item_key(ListHead(index), mPass.info[index], key, nullptr, nullptr);
 }
 
-// node, a node of list index remembered when the list's reclaimed count
-// was `reclaimed`, when that count is unchanged (the node is still there)
-// and the node holds text (length bytes); else null.  strncmp, as the
-// node's text may be shorter than length.
-ListItem* RememberedNode(int index, const char* text, size_t length, ListItem* node, int32_t reclaimed) {
-  if (node && reclaimed == mPass.info[index]->reclaimed && strncmp(node->item, text, length) == 0 &&
-      node->item[length] == 0)
-    return node;
+// The node remembered in r for list index when it is still there (the
+// list's reclaimed count is unchanged) and holds text (length bytes); else
+// null.
+ListItem* RememberedNode(int index, const char* text, size_t length, const Remembered& r) {
+  if (r.node && r.reclaimed == mPass.info[index]->reclaimed && r.length == length &&
+      memcmp(r.node->item, text, length) == 0)
+    return r.node;
   return nullptr;
 }
 
-// AddKey through the remembered *node when RememberedNode allows; else by
-// look-up, and the node that counted is remembered.
-void AddKeyRemembered(int index, const ItemKey& key, ListItem** node, int32_t* reclaimed) {
-  if (ListItem* n = RememberedNode(index, key.text, key.length, *node, *reclaimed)) {
+void Remember(int index, ListItem* node, size_t length, Remembered* r) {
+  *r = Remembered{node, static_cast<uint32_t>(length), mPass.info[index]->reclaimed};
+}
+
+// AddKey through the node remembered in *r when RememberedNode allows; else
+// by look-up, and the node that counted is remembered.
+void AddKeyRemembered(int index, const ItemKey& key, Remembered* r) {
+  if (ListItem* n = RememberedNode(index, key.text, key.length, *r)) {
     count_item_again(*ListHead(index), n);
     return;
   }
-  *node = add_item_key(ListHead(index), mPass.info[index], key, nullptr, nullptr);
-  *reclaimed = mPass.info[index]->reclaimed;
+  Remember(index, add_item_key(ListHead(index), mPass.info[index], key, nullptr, nullptr), key.length, r);
 }
 
 // ---- set-up ----
@@ -338,12 +345,12 @@ void CountBrowser(const char* agent, HostMemo* memo) {
   ListInfo* info = mPass.info[kBrowsersList];
   // A host keeps its browser: its last agent's node is checked before the
   // agent is hashed and looked up.
-  ListItem* node = memo ? RememberedNode(kBrowsersList, agent, length, memo->browser, memo->browserReclaimed) : nullptr;
+  ListItem* node = memo ? RememberedNode(kBrowsersList, agent, length, memo->browser) : nullptr;
   if (node) {
     count_item_again(*ListHead(kBrowsersList), node);
   } else {
     node = add_item_key(ListHead(kBrowsersList), info, KeyFor(kBrowsersList, agent, length, false), nullptr, nullptr);
-    if (memo) memo->browser = node, memo->browserReclaimed = info->reclaimed;
+    if (memo) Remember(kBrowsersList, node, length, &memo->browser);
   }
   ++mPass.results.browserHits;
   // A node that smart memory freed may come back holding another agent.
@@ -406,14 +413,14 @@ void CountDomains(const StatsFields* s, const ItemKey& domain, const ItemKey& ty
                   char* work, bool ipv6, HostMemo* memo) {
   if (s->domains.show) {
     if (memo)
-      AddKeyRemembered(kDomainsList, domain, &memo->domainNode, &memo->domainReclaimed);
+      AddKeyRemembered(kDomainsList, domain, &memo->domainNode);
     else
       AddKey(kDomainsList, domain);
     ++mPass.results.domainHits;
   }
   if (s->domainTypes.show) {
     if (memo) {
-      AddKeyRemembered(kDomainTypesList, type, &memo->typeNode, &memo->typeReclaimed);
+      AddKeyRemembered(kDomainTypesList, type, &memo->typeNode);
     } else if (type.text) {
       AddKey(kDomainTypesList, type);
     } else {
@@ -552,7 +559,7 @@ void KeyHost(const StatsFields* s, const char* host, HitKeys* keys) {
   memcpy(m.host, host, n);
   m.hostLength = static_cast<uint32_t>(n);
   m.ipv6 = keys->hostIsIpv6;
-  m.browser = m.domainNode = m.typeNode = nullptr;
+  m.browser = m.domainNode = m.typeNode = Remembered{};
   m.hostHash = h;
   keys->memo = &m;
 }
@@ -573,8 +580,8 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
   if (mPass.lookupMode == kNoLookup && (s->domains.show || s->domainTypes.show) && hit->host) {
     KeyHost(s, hit->host, keys);
     // A host seen lately has its domain's node at hand: no slot to look up.
-    if (keys->memo && keys->memo->domainNode)
-      __builtin_prefetch(keys->memo->domainNode);
+    if (keys->memo && keys->memo->domainNode.node)
+      __builtin_prefetch(keys->memo->domainNode.node);
     else if (s->domains.show)
       PrefetchItemSlot(*ListHead(kDomainsList), keys->domain);
   }
@@ -583,7 +590,7 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
 void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
   if (s->requests.show) PrefetchItemNode(*ListHead(kUrlsList), keys.url);
   if (keys.referrer.text) PrefetchItemNode(*ListHead(kReferrersList), keys.referrer);
-  if (keys.domainCut && s->domains.show && !(keys.memo && keys.memo->domainNode))
+  if (keys.domainCut && s->domains.show && !(keys.memo && keys.memo->domainNode.node))
     PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
 }
 
