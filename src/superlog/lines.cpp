@@ -10,14 +10,45 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#endif
+
 #include "base/fixed_text.h"
 #include "cgi/cgi.h"
 #include "superlog/superlog_state.h"
 
 namespace {
 
+#if defined(__x86_64__) && defined(__GNUC__)
+// FindLineEnd in one pass for both characters, 32 bytes at a time, for
+// processors with AVX2: the two memchr calls below read each line twice.
+__attribute__((target("avx2"))) char* FindLineEndWide(char* p, char* last) {
+  const __m256i lf = _mm256_set1_epi8('\n');
+  const __m256i cr = _mm256_set1_epi8('\r');
+  for (; last - p >= 32; p += 32) {
+    const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    const __m256i ends = _mm256_or_si256(_mm256_cmpeq_epi8(w, lf), _mm256_cmpeq_epi8(w, cr));
+    if (const unsigned m = static_cast<unsigned>(_mm256_movemask_epi8(ends))) return p + __builtin_ctz(m);
+  }
+  for (; p < last; ++p) {
+    if (*p == '\n' || *p == '\r') return p;
+  }
+  return nullptr;
+}
+
+bool HasAvx2() {
+  __builtin_cpu_init();  // this runs among the static initialisers
+  return __builtin_cpu_supports("avx2");
+}
+const bool mWideLineSearch = HasAvx2();
+#endif
+
 // First CR or LF in [p, last), or null.
 inline char* FindLineEnd(char* p, char* last) {
+#if defined(__x86_64__) && defined(__GNUC__)
+  if (mWideLineSearch) return FindLineEndWide(p, last);
+#endif
   const size_t avail = static_cast<size_t>(last - p);
   char* lf = static_cast<char*>(memchr(p, '\n', avail));
   char* cr = static_cast<char*>(memchr(p, '\r', static_cast<size_t>((lf ? lf : last) - p)));
