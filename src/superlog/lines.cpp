@@ -1,14 +1,21 @@
 // The reader's inner loop: lines out of the open log file, offered to format
 // recognition, split by the template in force and turned into hit records.
 //
-// Performance notes.  The file is read in large chunks; line ends are found
-// with memchr and each line is copied once into mLineBuf, where the fields
-// are cut in place by NULs and the hit points into it.  Nothing is
+// Performance notes.  The file is mapped 512 KB at a time, which spares
+// the kernel's copy of a read (a file that cannot be mapped is read in
+// large chunks); line ends are found 32 bytes at a time with AVX2, or with
+// memchr, and each line is copied once into a line buffer, where the
+// fields are cut in place by NULs and the hit points into it.  Nothing is
 // allocated per line.  The log bytes read are still counted as a reader of
 // 8192-byte blocks would count them (AccountConsumedBytes), because the
 // report prints that figure.
 #include <cstdint>
 #include <cstring>
+
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #if defined(__x86_64__) && defined(__GNUC__)
 #include <immintrin.h>
@@ -61,9 +68,9 @@ inline char* FindLineEnd(char* p, char* last) {
 // so all blocks are whole but the file's last.
 void AccountConsumedBytes() {
   SuperLogState& s = mState;
-  const uint64_t consumed = s.mBigBufFileOffset + static_cast<uint64_t>(s.mpBigBufCurPos - mBigBuf);
+  const uint64_t consumed = s.mBigBufFileOffset + static_cast<uint64_t>(s.mpBigBufCurPos - s.mpBigBuf);
   if (consumed <= s.mFileBytesCounted) return;
-  const uint64_t readEnd = s.mBigBufFileOffset + static_cast<uint64_t>(s.mpBigBufLastPos - mBigBuf);
+  const uint64_t readEnd = s.mBigBufFileOffset + static_cast<uint64_t>(s.mpBigBufLastPos - s.mpBigBuf);
   while (s.mFileBytesCounted < consumed) {
     const uint64_t left = readEnd - s.mFileBytesCounted;
     const uint32_t block = static_cast<uint32_t>(left < kBlockSize ? left : kBlockSize);
@@ -283,23 +290,103 @@ bool ParseLineIntoHit(LogHit* hit) {
 
 }  // namespace
 
+namespace {
+
+// A window's bytes: a multiple of kBlockSize, so that windows, like reads,
+// start on block boundaries while the file does not grow.
+constexpr size_t kMapWindow = 2 * kReadChunk;
+
+struct sigaction mEarlierBusAction;
+bool mBusGuardSet = false;
+
+// A file cut short under its mapping (a log truncated while it is read)
+// makes reading past its new end raise SIGBUS.  Inside the window, zero
+// pages take the window's place, so the access gives zeros, and the reader
+// is told to stop; any other SIGBUS gets the earlier disposition back and
+// happens again.
+void OnBusError(int, siginfo_t* info, void*) {
+  SuperLogState& s = mState;
+  char* at = static_cast<char*>(info->si_addr);
+  char* window = static_cast<char*>(s.mpMapped);
+  if (window && at >= window && at < window + s.mMappedBytes &&
+      mmap(window, s.mMappedBytes, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED) {
+    s.mMapCutShort = 1;
+    return;
+  }
+  sigaction(SIGBUS, &mEarlierBusAction, nullptr);
+}
+
+void SetBusGuard() {
+  if (mBusGuardSet) return;
+  struct sigaction action = {};
+  action.sa_sigaction = OnBusError;
+  action.sa_flags = SA_SIGINFO;
+  sigemptyset(&action.sa_mask);
+  mBusGuardSet = sigaction(SIGBUS, &action, &mEarlierBusAction) == 0;
+}
+
+void UnmapWindow() {
+  SuperLogState& s = mState;
+  if (s.mpMapped) munmap(s.mpMapped, s.mMappedBytes);
+  s.mpMapped = nullptr;
+  s.mMappedBytes = 0;
+}
+
+// Maps the stretch of the open file from offset on (at most kMapWindow
+// bytes, up to its present end, as a read would get).  False when nothing
+// is left or the file cannot be mapped.
+bool MapWindow(int fd, uint64_t offset) {
+  SuperLogState& s = mState;
+  struct stat st;
+  if (fstat(fd, &st) != 0 || st.st_size <= 0 || static_cast<uint64_t>(st.st_size) <= offset) return false;
+  SetBusGuard();
+  if (!mBusGuardSet) return false;
+  static const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+  const uint64_t start = offset & ~(page - 1);
+  const uint64_t left = static_cast<uint64_t>(st.st_size) - offset;
+  const size_t length = static_cast<size_t>(left < kMapWindow ? left : kMapWindow);
+  const size_t mapped = length + static_cast<size_t>(offset - start);
+  void* p = mmap(nullptr, mapped, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, static_cast<off_t>(start));
+  if (p == MAP_FAILED) return false;
+  s.mMappedBytes = mapped;
+  s.mpMapped = p;
+  s.mpBigBuf = static_cast<char*>(p) + (offset - start);
+  s.mpBigBufCurPos = s.mpBigBuf;
+  s.mpBigBufLastPos = s.mpBigBuf + length;
+  return true;
+}
+
+}  // namespace
+
 void ResetBigBuf() {
   SuperLogState& s = mState;
+  UnmapWindow();
+  s.mpBigBuf = mBigBuf;
   s.mpBigBufCurPos = s.mpBigBufLastPos = nullptr;
   s.mBigBufFileOffset = 0;
   s.mFileBytesCounted = 0;
+  s.mMapCutShort = 0;
 }
 
-// Fetches the next chunk of the open file.  Returns 0 at its end (or on a
+// Fetches the next stretch of the open file.  Returns 0 at its end (or on a
 // read error, which is taken for the end).
 int32_t RefreshBigBuf() {
   SuperLogState& s = mState;
-  if (s.mpBigBufLastPos) s.mBigBufFileOffset += static_cast<uint64_t>(s.mpBigBufLastPos - mBigBuf);
-  s.mpBigBufCurPos = s.mpBigBufLastPos = mBigBuf;
-  if (!s.mhFile) return 0;
-  const size_t n = fread(mBigBuf, 1, kReadChunk, s.mhFile);
-  s.mpBigBufLastPos = mBigBuf + n;
-  return n != 0;
+  if (!s.mpBigBuf) s.mpBigBuf = mBigBuf;
+  if (s.mpBigBufLastPos) s.mBigBufFileOffset += static_cast<uint64_t>(s.mpBigBufLastPos - s.mpBigBuf);
+  UnmapWindow();
+  s.mpBigBuf = s.mpBigBufCurPos = s.mpBigBufLastPos = mBigBuf;
+  if (!s.mhFile || s.mMapCutShort) return 0;
+  const int fd = fileno(s.mhFile);
+  if (fd < 0) {  // a stream without a file (tests read texts in memory)
+    const size_t n = fread(mBigBuf, 1, kReadChunk, s.mhFile);
+    s.mpBigBufLastPos = mBigBuf + n;
+    return n != 0;
+  }
+  if (MapWindow(fd, s.mBigBufFileOffset)) return 1;
+  const ssize_t n = pread(fd, mBigBuf, kReadChunk, static_cast<off_t>(s.mBigBufFileOffset));
+  s.mpBigBufLastPos = mBigBuf + (n > 0 ? n : 0);
+  return n > 0;
 }
 
 void ReadRestOfLineFromBigBuf() {
@@ -332,6 +419,9 @@ void ReadLineFromBigBuf() {
     ++s.mpBigBufCurPos;
   }
   constexpr size_t kMaxLine = kLineBufSize - 1;
+  // A mapped window's pages come from memory, not from a cache-warm read
+  // buffer: the lines a little ahead are requested now.
+  for (int i = 0; i < 4; ++i) __builtin_prefetch(s.mpBigBufCurPos + 4096 + 64 * i);
   size_t len = 0;
   for (;;) {
     char* cur = s.mpBigBufCurPos;
@@ -356,6 +446,12 @@ void ReadLineFromBigBuf() {
     }
     s.mpBigBufCurPos = s.mpBigBufLastPos;
     if (!RefreshBigBuf()) break;
+  }
+  if (s.mMapCutShort) {
+    // The file shrank under the window: what was read of this line may be
+    // zeros, so the file ends before it.
+    len = 0;
+    s.mpBigBufCurPos = s.mpBigBufLastPos;
   }
   s.mLineBuf[len] = 0;
   s.mLineLen = static_cast<int32_t>(len);

@@ -36,6 +36,7 @@ double SuperLongToDouble(SuperLong value) {
 void SuperLog_GetTotalLogBytesRead(SuperLong* out) { *out = mState.mTotalLogBytesRead; }
 
 void SuperLog_ResetForTesting() {
+  ResetBigBuf();  // gives back a mapped window
   if (mState.mhFile) fclose(mState.mhFile);
   if (mState.mFindOpen) globfree(&mState.mFindGlob);
   FreeLogsList();

@@ -103,9 +103,13 @@ struct SuperLogState {
 
   // --- the reader
   FILE* mhFile = nullptr;
-  char* mpBigBufCurPos = nullptr;   // next unread byte in mBigBuf
-  char* mpBigBufLastPos = nullptr;  // end of the valid bytes in mBigBuf
-  uint64_t mBigBufFileOffset = 0;   // file offset of mBigBuf[0]
+  char* mpBigBuf = nullptr;         // the bytes in hand: mBigBuf or a mapped window
+  char* mpBigBufCurPos = nullptr;   // next unread byte in mpBigBuf
+  char* mpBigBufLastPos = nullptr;  // end of the valid bytes in mpBigBuf
+  uint64_t mBigBufFileOffset = 0;   // file offset of mpBigBuf[0]
+  void* mpMapped = nullptr;         // the mapped window (page-aligned), or null
+  size_t mMappedBytes = 0;
+  volatile int32_t mMapCutShort = 0;  // the file shrank under the window: read no further
   uint64_t mFileBytesCounted = 0;   // bytes of the open file already counted
   char* mLineBuf = mLineBufs[0];    // the buffer lines are read into
   int32_t mLineSide = 0;            // which of mLineBufs (and of the URL buffers) is in use

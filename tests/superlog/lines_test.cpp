@@ -1,4 +1,6 @@
 // Lines into hits, one log per log format; the block reader's lines and count.
+#include <unistd.h>
+
 #include <random>
 
 #include "superlog_test_util.h"
@@ -82,6 +84,24 @@ TEST_F(ReaderTest, LinesAndByteCountsMatchAByteByByteBlockReader) {
       if (expected.empty()) break;
     }
   }
+}
+
+// A log cut short while it is read (rotated by truncation) ends where the
+// reader meets the cut, without a crash and without lines made of what is
+// gone.
+TEST_F(ReaderTest, ALogTruncatedWhileReadEndsAtTheCut) {
+  testing_support::TempDir dir;
+  std::string text;
+  for (int i = 0; i < 30000; ++i) text += "line " + std::to_string(i) + std::string(90, 'x') + "\n";
+  testing_support::WriteFile(dir.file("log"), text);
+  SuperLog_ResetForTesting();
+  mState.mhFile = fopen(dir.file("log").c_str(), "rb");
+  ReadLineFromBigBuf();
+  ASSERT_EQ(std::string(mState.mLineBuf, 7), "line 0x");
+  ASSERT_EQ(truncate(dir.file("log").c_str(), 100), 0);
+  int lines = 0;
+  for (ReadLineFromBigBuf(); mState.mLineLen > 0 && lines < 1000; ReadLineFromBigBuf()) ++lines;
+  EXPECT_EQ(lines, 0);  // the line after the first ran past the cut
 }
 
 }  // namespace
