@@ -12,8 +12,6 @@
 // its host, browser text and page once each.
 #include "analysis/audience.h"
 
-#include <arpa/inet.h>
-#include <strings.h>
 
 #include <cctype>
 #include <cstdio>
@@ -75,22 +73,41 @@ struct HostKey {
   std::string_view text;  // the host as logged, while the hit lasts
 };
 
+// A list node remembered for a small number (a status code, a browser
+// text, a page), so that a hit of a known number counts into its node
+// straight away instead of finding the node by its text.  Valid while the
+// list has lost no node to smart memory since.
+struct NodeMemo {
+  ListItem* node = nullptr;
+  int32_t reclaimed = 0;  // the list's ListInfo::reclaimed when remembered
+};
+
 struct SideFigures {
   int32_t pages = 0;
   double bytes = 0;
 };
 
-// The list hashes of what a browser text is, worked out on its first hit.
+// A page's bytes and its nodes in the three page lists.
+struct PageFigures {
+  double bytes = 0;
+  NodeMemo page, entry, exit;
+};
+
+// The list hashes of what a browser text is, worked out on its first hit,
+// and the nodes that count it.
 struct AgentKeys {
   bool made = false;
   uint32_t browser = 0, system = 0, robot = 0;
   int32_t robotId = -1;  // the family's number in robotIds, -1 for people
+  NodeMemo browserNode, systemNode, robotNode;
 };
 
-// A status code's list text and hash, made on the code's first hit.
+// A status code's list text and hash, made on the code's first hit, and
+// its node.
 struct StatusKey {
   char text[4];
   uint32_t hash;  // 0 until made
+  NodeMemo node;
 };
 constexpr int kStatusKeys = 1000;  // codes 0 to 999; others are keyed per hit
 
@@ -116,7 +133,7 @@ struct AudienceState {
   size_t visitorCount = 0;
   TextIds hostIds;  // hosts that are not addresses
   TextIds pageIds;  // by the pages list's comparison and hash
-  std::vector<SideFigures> pageFigures;  // by page number
+  std::vector<PageFigures> pageFigures;  // by page number
   std::vector<AgentKeys> agentKeys;      // by browser text number
   TextIds robotIds;
   std::vector<SideFigures> robotFigures;  // by robot family number
@@ -137,9 +154,32 @@ ItemKey KnownKey(const char* text, uint32_t length, uint32_t hash, bool ignoreCa
   return ItemKey{text, length, hash, fold, fold};
 }
 
-void AddKnown(ItemList** list, int info, const char* text, uint32_t hash) {
-  add_item_key(list, m.info[info], KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false),
-               nullptr, nullptr);
+// Counts one more hit into the remembered node, when it is still valid.
+bool CountRemembered(ItemList* list, int info, const NodeMemo& memo) {
+  if (!memo.node || memo.reclaimed != m.info[info]->reclaimed) return false;
+  CountNodeAgain(list, memo.node, 1);
+  return true;
+}
+
+// Counts key into a list through the node remembered for it.
+void AddRemembered(ItemList** list, int info, NodeMemo& memo, const ItemKey& key) {
+  if (CountRemembered(*list, info, memo)) return;
+  // Making the node may reclaim nodes of this list first: the count is read
+  // after it.
+  memo.node = add_item_key(list, m.info[info], key, nullptr, nullptr);
+  memo.reclaimed = m.info[info]->reclaimed;
+}
+
+void AddKnown(ItemList** list, int info, NodeMemo& memo, const char* text, uint32_t hash) {
+  if (CountRemembered(*list, info, memo)) return;
+  AddRemembered(list, info, memo,
+                KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
+}
+
+// The key of a numbered page in the page lists.
+ItemKey PageKey(uint32_t id) {
+  return KnownKey(m.pageIds.Text(id), m.pageIds.Length(id), m.pageIds.Hash(id),
+                  m.pagesIgnoreCase);
 }
 
 uint32_t ListHash(const char* text, size_t length, bool ignoreCase) {
@@ -150,14 +190,32 @@ uint32_t ListHash(const char* text, size_t length, bool ignoreCase) {
 void EndVisit(Visitor& v, PassResults* r) {
   if (m.pages && (v.flags & kHasPage)) {
     uint32_t id = v.lastPage;
-    add_item_key(&r->exitPages, m.info[2],
-                 KnownKey(m.pageIds.Text(id), m.pageIds.Length(id), m.pageIds.Hash(id),
-                          m.pagesIgnoreCase),
-                 nullptr, nullptr);
+    AddRemembered(&r->exitPages, 2, m.pageFigures[id].exit, PageKey(id));
     ++r->visitEnds;
   }
   r->visitSeconds += static_cast<double>(v.last) - v.visitStart;
   v.flags &= static_cast<uint8_t>(~kHasPage);
+}
+
+// The four bytes of a plain dotted IPv4 address ("10.0.0.1": four parts of
+// 0 to 255, no leading zeros), in the order inet_pton gives them.
+bool DottedAddress(std::string_view text, uint32_t* address) {
+  if (text.size() < 7 || text.size() > 15) return false;
+  unsigned char bytes[4];
+  size_t at = 0;
+  for (int part = 0; part < 4; ++part) {
+    if (part > 0 && (at >= text.size() || text[at++] != '.')) return false;
+    size_t first = at;
+    unsigned value = 0;
+    while (at < text.size() && at - first < 3 && text[at] >= '0' && text[at] <= '9')
+      value = value * 10 + static_cast<unsigned>(text[at++] - '0');
+    size_t digits = at - first;
+    if (digits == 0 || value > 255 || (digits > 1 && text[first] == '0')) return false;
+    bytes[part] = static_cast<unsigned char>(value);
+  }
+  if (at != text.size()) return false;
+  memcpy(address, bytes, 4);
+  return true;
 }
 
 // The host's hash, and its address when it is one; the hosts table's slot
@@ -168,9 +226,7 @@ HostKey HashHost(const char* hostText) {
   HostKey key{kAddressHost, 0, 0, text};
   // Only the plain dotted spelling ("10.0.0.1", no leading zeros) gives back
   // its four bytes, so a host kept as them is never merged with another.
-  in_addr address;
-  if (inet_pton(AF_INET, hostText ? hostText : "", &address) == 1) {
-    key.value = address.s_addr;
+  if (DottedAddress(text, &key.value)) {
     key.hash = static_cast<uint32_t>((key.value * 0xD6E8FEB86659FD93ULL) >> 32);
     return key;
   }
@@ -297,7 +353,7 @@ void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
     ++r->visitTotals.pages;
     if (m.pages) {
       if (!(v.flags & kHasPage)) {
-        add_item_key(&r->entryPages, m.info[1], page->key, nullptr, nullptr);
+        AddRemembered(&r->entryPages, 1, m.pageFigures[page->id].entry, page->key);
         v.flags |= kHasPage;
       }
       v.lastPage = page->id;
@@ -311,7 +367,7 @@ void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
   page->id = m.pageIds.Find(page->key.text, page->key.length, page->key.hash, m.pagesIgnoreCase,
                             &added);
   if (added) m.pageFigures.push_back({});
-  add_item_key(&r->pages, m.info[0], page->key, nullptr, nullptr);
+  AddRemembered(&r->pages, 0, m.pageFigures[page->id].page, page->key);
   ++r->pageViews;
   m.pageFigures[page->id].bytes += static_cast<uint32_t>(hit->bytes);
 }
@@ -326,7 +382,6 @@ bool PageOf(const LogHit* hit, ItemKey* key) {
   if (m.pages) {
     *key = MakeItemKey(nullptr, url, length, m.pagesIgnoreCase ? 1 : 0);
     m.pageIds.Prefetch(key->hash);
-    PrefetchItemSlot(m.results->pages, *key);
   }
   return true;  // an empty text ("?query") is a page view that no list shows
 }
@@ -343,13 +398,13 @@ void CountStatus(const LogHit* hit, PassResults* r) {
       snprintf(k.text, sizeof k.text, "%d", code);
       k.hash = ListHash(k.text, strlen(k.text), false);
     }
-    AddKnown(&r->statusCodes, 3, k.text, k.hash);
+    AddKnown(&r->statusCodes, 3, k.node, k.text, k.hash);
   }
   ++r->statusHits;
 }
 
 // The list hashes and the robot number of a browser text, made once.
-const AgentKeys& KeysOfAgent(uint32_t id, const AgentClass& what) {
+AgentKeys& KeysOfAgent(uint32_t id, const AgentClass& what) {
   if (id >= m.agentKeys.size()) m.agentKeys.resize(id + 1);
   AgentKeys& k = m.agentKeys[id];
   if (k.made) return k;
@@ -416,26 +471,24 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
   uint32_t agentId = m.prepared.agentId;
   HostKey& host = m.prepared.host;
   uint64_t visitorHash = m.prepared.visitorHash;
-  // The page's node is requested while the hit's other figures are counted.
-  if (m.pages && m.prepared.isPage) PrefetchItemNode(r->pages, m.prepared.pageKey);
   if (m.statusCodes) CountStatus(hit, r);
   if (!m.byAgent) return;
   const AgentClass* agent = nullptr;
-  const AgentKeys* keys = nullptr;
+  AgentKeys* keys = nullptr;
   if (m.families || m.robots) {
     agent = &ClassifyAgentId(agentId);
     keys = &KeysOfAgent(agentId, *agent);
   }
   if (m.families) {
-    AddKnown(&r->browserFamilies, 4, agent->browser, keys->browser);
-    AddKnown(&r->operatingSystems, 5, agent->system, keys->system);
+    AddKnown(&r->browserFamilies, 4, keys->browserNode, agent->browser, keys->browser);
+    AddKnown(&r->operatingSystems, 5, keys->systemNode, agent->system, keys->system);
     ++r->agentHits;
   }
   if (!m.visitors && !m.pages && !m.robots) return;
   PageView page{m.prepared.pageKey, 0};
   bool isPage = m.prepared.isPage;
   if (m.robots && keys->robotId >= 0) {
-    AddKnown(&r->robots, 6, agent->robot, keys->robot);
+    AddKnown(&r->robots, 6, keys->robotNode, agent->robot, keys->robot);
     ++r->robotHits;
     SideFigures& f = m.robotFigures[keys->robotId];
     if (isPage) ++f.pages;
@@ -473,16 +526,27 @@ void AudienceFree(PassResults* r) {
 }
 
 // The extension is what the file-type filter finds in the URL's first 243
-// characters.
+// characters.  Each page extension is compared as one word: the extension's
+// bytes with their case bit set equal the lower-case name only when each
+// byte is that letter in either case.
 bool IsPageUrl(const char* url) {
-  static constexpr std::string_view kPageTypes[] = {"html", "htm", "shtml", "php", "asp",
-                                                    "aspx", "jsp", "cgi",   "pl"};
+  constexpr auto word = [](std::string_view name) {
+    uint64_t w = 0;
+    for (size_t i = 0; i < name.size(); ++i) w |= uint64_t{static_cast<unsigned char>(name[i])} << (8 * i);
+    return w;
+  };
+  static constexpr uint64_t kPageTypes[] = {word("html"), word("htm"),  word("shtml"),
+                                            word("php"),  word("asp"),  word("aspx"),
+                                            word("jsp"),  word("cgi"),  word("pl")};
   std::string_view type = FileTypeOf(url, strnlen(url, kWorkSize - 1));
   if (type.empty()) return true;  // no extension
   type.remove_prefix(1);          // the dot
-  for (std::string_view known : kPageTypes)
-    if (type.size() == known.size() && strncasecmp(type.data(), known.data(), type.size()) == 0)
-      return true;
+  if (type.size() < 2 || type.size() > 5) return false;
+  uint64_t w = 0;
+  memcpy(&w, type.data(), type.size());
+  w |= 0x2020202020ULL >> (8 * (5 - type.size()));
+  for (uint64_t known : kPageTypes)
+    if (w == known) return true;
   return false;
 }
 
@@ -503,7 +567,7 @@ void RobotFigures(const char* family, int32_t* pages, double* bytes) {
 
 long AudienceMemoryBytes() {
   return static_cast<long>(m.visitorTable.Bytes()) + m.hostIds.Bytes() + m.pageIds.Bytes() + m.robotIds.Bytes() +
-         static_cast<long>(m.pageFigures.capacity() * sizeof(SideFigures) +
+         static_cast<long>(m.pageFigures.capacity() * sizeof(PageFigures) +
                            m.robotFigures.capacity() * sizeof(SideFigures) +
                            m.agentKeys.capacity() * sizeof(AgentKeys)) +
          AgentsMemoryBytes();
