@@ -25,6 +25,7 @@
 #include "analysis/filters.h"
 #include "analysis/list.h"
 #include "analysis/pass_results.h"
+#include "analysis/smart_memory.h"
 #include "analysis/text_ids.h"
 #include "base/fixed_text.h"
 #include "settings/stats_fields.h"
@@ -74,12 +75,25 @@ struct HostKey {
 };
 
 // A list node remembered for a small number (a status code, a browser
-// text, a page), so that a hit of a known number counts into its node
-// straight away instead of finding the node by its text.  Valid while the
-// list has lost no node to smart memory since.
+// text, a page), so that a hit of a known number need not find the node by
+// its text: it is held back as one more in `held`, and the held counts
+// reach their nodes together (CountHeld), before smart memory reclaims and
+// when the pass ends, so that the lists hold the same counts whenever
+// anything reads them.  Valid while the list has lost no node to smart
+// memory since it was remembered.
 struct NodeMemo {
   ListItem* node = nullptr;
   int32_t reclaimed = 0;  // the list's ListInfo::reclaimed when remembered
+  uint32_t held = 0;
+};
+
+// The lists of these sections, by their index in AudienceState::info.
+enum ListIndex : uint8_t { kPages, kEntryPages, kExitPages, kStatusCodes, kFamilies, kSystems, kRobots };
+
+// A memo with held counts: its list and the number it belongs to.
+struct HeldMemo {
+  ListIndex list;
+  uint32_t id;
 };
 
 struct SideFigures {
@@ -138,6 +152,7 @@ struct AudienceState {
   TextIds robotIds;
   std::vector<SideFigures> robotFigures;  // by robot family number
   StatusKey statusKeys[kStatusKeys] = {};
+  std::vector<HeldMemo> held;  // the memos whose held count is not 0
 };
 
 AudienceState m;
@@ -154,26 +169,44 @@ ItemKey KnownKey(const char* text, uint32_t length, uint32_t hash, bool ignoreCa
   return ItemKey{text, length, hash, fold, fold};
 }
 
-// Counts one more hit into the remembered node, when it is still valid.
-bool CountRemembered(ItemList* list, int info, const NodeMemo& memo) {
-  if (!memo.node || memo.reclaimed != m.info[info]->reclaimed) return false;
-  CountNodeAgain(list, memo.node, 1);
+ItemList** ListOf(ListIndex list) {
+  PassResults* r = m.results;
+  ItemList** lists[] = {&r->pages,   &r->entryPages,       &r->exitPages, &r->statusCodes,
+                        &r->browserFamilies, &r->operatingSystems, &r->robots};
+  return lists[list];
+}
+
+NodeMemo& MemoOf(ListIndex list, uint32_t id);  // below, with the tables
+
+// Puts the held counts into their nodes.
+void CountHeld() {
+  for (const HeldMemo& h : m.held) {
+    NodeMemo& memo = MemoOf(h.list, h.id);
+    CountNodeAgain(*ListOf(h.list), memo.node, static_cast<int32_t>(memo.held));
+    memo.held = 0;
+  }
+  m.held.clear();
+}
+
+// Holds one more hit for the remembered node, when it is still valid.
+bool HoldForMemo(ListIndex list, uint32_t id, NodeMemo& memo) {
+  if (!memo.node || memo.reclaimed != m.info[list]->reclaimed) return false;
+  if (memo.held++ == 0) m.held.push_back({list, id});
   return true;
 }
 
-// Counts key into a list through the node remembered for it.
-void AddRemembered(ItemList** list, int info, NodeMemo& memo, const ItemKey& key) {
-  if (CountRemembered(*list, info, memo)) return;
+// Counts key into a list through the node remembered for number id.
+void AddRemembered(ListIndex list, uint32_t id, NodeMemo& memo, const ItemKey& key) {
+  if (HoldForMemo(list, id, memo)) return;
   // Making the node may reclaim nodes of this list first: the count is read
   // after it.
-  memo.node = add_item_key(list, m.info[info], key, nullptr, nullptr);
-  memo.reclaimed = m.info[info]->reclaimed;
+  memo.node = add_item_key(ListOf(list), m.info[list], key, nullptr, nullptr);
+  memo.reclaimed = m.info[list]->reclaimed;
 }
 
-void AddKnown(ItemList** list, int info, NodeMemo& memo, const char* text, uint32_t hash) {
-  if (CountRemembered(*list, info, memo)) return;
-  AddRemembered(list, info, memo,
-                KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
+void AddKnown(ListIndex list, uint32_t id, NodeMemo& memo, const char* text, uint32_t hash) {
+  if (HoldForMemo(list, id, memo)) return;
+  AddRemembered(list, id, memo, KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
 }
 
 // The key of a numbered page in the page lists.
@@ -190,7 +223,7 @@ uint32_t ListHash(const char* text, size_t length, bool ignoreCase) {
 void EndVisit(Visitor& v, PassResults* r) {
   if (m.pages && (v.flags & kHasPage)) {
     uint32_t id = v.lastPage;
-    AddRemembered(&r->exitPages, 2, m.pageFigures[id].exit, PageKey(id));
+    AddRemembered(kExitPages, id, m.pageFigures[id].exit, PageKey(id));
     ++r->visitEnds;
   }
   r->visitSeconds += static_cast<double>(v.last) - v.visitStart;
@@ -353,7 +386,7 @@ void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
     ++r->visitTotals.pages;
     if (m.pages) {
       if (!(v.flags & kHasPage)) {
-        AddRemembered(&r->entryPages, 1, m.pageFigures[page->id].entry, page->key);
+        AddRemembered(kEntryPages, page->id, m.pageFigures[page->id].entry, page->key);
         v.flags |= kHasPage;
       }
       v.lastPage = page->id;
@@ -367,7 +400,7 @@ void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
   page->id = m.pageIds.Find(page->key.text, page->key.length, page->key.hash, m.pagesIgnoreCase,
                             &added);
   if (added) m.pageFigures.push_back({});
-  AddRemembered(&r->pages, 0, m.pageFigures[page->id].page, page->key);
+  AddRemembered(kPages, page->id, m.pageFigures[page->id].page, page->key);
   ++r->pageViews;
   m.pageFigures[page->id].bytes += static_cast<uint32_t>(hit->bytes);
 }
@@ -391,14 +424,14 @@ void CountStatus(const LogHit* hit, PassResults* r) {
   if (code < 0 || code >= kStatusKeys) {
     char text[16];
     snprintf(text, sizeof text, "%d", code);
-    AddTo(&r->statusCodes, 3, text);
+    AddTo(&r->statusCodes, kStatusCodes, text);
   } else {
     StatusKey& k = m.statusKeys[code];
     if (!k.hash) {
       snprintf(k.text, sizeof k.text, "%d", code);
       k.hash = ListHash(k.text, strlen(k.text), false);
     }
-    AddKnown(&r->statusCodes, 3, k.node, k.text, k.hash);
+    AddKnown(kStatusCodes, static_cast<uint32_t>(code), k.node, k.text, k.hash);
   }
   ++r->statusHits;
 }
@@ -422,6 +455,19 @@ AgentKeys& KeysOfAgent(uint32_t id, const AgentClass& what) {
   return k;
 }
 
+NodeMemo& MemoOf(ListIndex list, uint32_t id) {
+  switch (list) {
+    case kPages: return m.pageFigures[id].page;
+    case kEntryPages: return m.pageFigures[id].entry;
+    case kExitPages: return m.pageFigures[id].exit;
+    case kStatusCodes: return m.statusKeys[id].node;
+    case kFamilies: return m.agentKeys[id].browserNode;
+    case kSystems: return m.agentKeys[id].systemNode;
+    case kRobots: break;
+  }
+  return m.agentKeys[id].robotNode;
+}
+
 }  // namespace
 
 bool AudienceWanted(const StatsFields* s) {
@@ -440,17 +486,18 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   m.pagesIgnoreCase = !s->findCaseSensitive;
   m.showQuery = s->showQuery != 0;
   if (m.pages) {
-    init_list(&r->pages, &m.info[0], "Pages");
-    init_list(&r->entryPages, &m.info[1], "Entry Pages");
-    init_list(&r->exitPages, &m.info[2], "Exit Pages");
+    init_list(&r->pages, &m.info[kPages], "Pages");
+    init_list(&r->entryPages, &m.info[kEntryPages], "Entry Pages");
+    init_list(&r->exitPages, &m.info[kExitPages], "Exit Pages");
   }
-  if (m.statusCodes) init_list(&r->statusCodes, &m.info[3], "Status Codes");
+  if (m.statusCodes) init_list(&r->statusCodes, &m.info[kStatusCodes], "Status Codes");
   if (m.families) {
-    init_list(&r->browserFamilies, &m.info[4], "Browser Families");
-    init_list(&r->operatingSystems, &m.info[5], "Operating Systems");
+    init_list(&r->browserFamilies, &m.info[kFamilies], "Browser Families");
+    init_list(&r->operatingSystems, &m.info[kSystems], "Operating Systems");
   }
-  if (m.robots) init_list(&r->robots, &m.info[6], "Robots");
+  if (m.robots) init_list(&r->robots, &m.info[kRobots], "Robots");
   m.results = r;
+  smart_memory_before_reclaim(CountHeld);
 }
 
 void PrepareAudienceHit(const LogHit* hit, const char* loggedHost) {
@@ -480,15 +527,15 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     keys = &KeysOfAgent(agentId, *agent);
   }
   if (m.families) {
-    AddKnown(&r->browserFamilies, 4, keys->browserNode, agent->browser, keys->browser);
-    AddKnown(&r->operatingSystems, 5, keys->systemNode, agent->system, keys->system);
+    AddKnown(kFamilies, agentId, keys->browserNode, agent->browser, keys->browser);
+    AddKnown(kSystems, agentId, keys->systemNode, agent->system, keys->system);
     ++r->agentHits;
   }
   if (!m.visitors && !m.pages && !m.robots) return;
   PageView page{m.prepared.pageKey, 0};
   bool isPage = m.prepared.isPage;
   if (m.robots && keys->robotId >= 0) {
-    AddKnown(&r->robots, 6, keys->robotNode, agent->robot, keys->robot);
+    AddKnown(kRobots, agentId, keys->robotNode, agent->robot, keys->robot);
     ++r->robotHits;
     SideFigures& f = m.robotFigures[keys->robotId];
     if (isPage) ++f.pages;
@@ -502,6 +549,7 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
 void AudienceFinish(PassResults* r) {
   for (Visitor& v : m.visitorTable)
     if (v.tag) EndVisit(v, r);
+  CountHeld();
 }
 
 void AudienceFree(PassResults* r) {
@@ -510,8 +558,10 @@ void AudienceFree(PassResults* r) {
     destroy(*list);
     *list = nullptr;
   }
+  smart_memory_before_reclaim(nullptr);
   for (ListInfo*& info : m.info) info = nullptr;
   m.results = nullptr;
+  m.held = {};
   m.prepared = {};
   m.visitorTable.Release();
   m.visitorCount = 0;
@@ -569,6 +619,7 @@ long AudienceMemoryBytes() {
   return static_cast<long>(m.visitorTable.Bytes()) + m.hostIds.Bytes() + m.pageIds.Bytes() + m.robotIds.Bytes() +
          static_cast<long>(m.pageFigures.capacity() * sizeof(PageFigures) +
                            m.robotFigures.capacity() * sizeof(SideFigures) +
-                           m.agentKeys.capacity() * sizeof(AgentKeys)) +
+                           m.agentKeys.capacity() * sizeof(AgentKeys) +
+                           m.held.capacity() * sizeof(HeldMemo)) +
          AgentsMemoryBytes();
 }
