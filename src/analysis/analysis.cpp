@@ -448,6 +448,9 @@ void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
   if (keys.domainCut && s->domains.show) PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
 }
 
+// The hit's key in Top URLs, when that list is on.
+const ItemKey* UrlKeyOf(const HitKeys& keys) { return keys.url.text ? &keys.url : nullptr; }
+
 // Makes the keys of a hit that passes the file types and counts it in the
 // totals.
 void KeyHit(const StatsFields* s, LogHit* hit, HitKeys* keys) {
@@ -483,7 +486,6 @@ char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, H
 void CountHit(const StatsFields* s, LogHit* hit) {
   if (!PassesRequestFilters(s, hit)) return;
   const char* loggedHost = hit->host;  // a lookup below may replace hit->host
-  if (mPass.audience) PrepareAudienceHit(hit, loggedHost);
   bool fileTypePasses = FileTypePasses(s, hit->url);
   char* resolved = nullptr;
   if (mPass.lookupMode == kLookupEveryHit && fileTypePasses && hit->host) {
@@ -497,6 +499,7 @@ void CountHit(const StatsFields* s, LogHit* hit) {
   HitKeys keys;
   keys.hostWork = mPass.hostWork;
   if (fileTypePasses) KeyHit(s, hit, &keys);
+  if (fileTypePasses && mPass.audience) PrepareAudienceHit(hit, loggedHost, UrlKeyOf(keys));
   char* domainName = CountKeyedHit(s, hit, loggedHost, &keys, fileTypePasses, false);
   free(domainName);
   free(resolved);
@@ -518,11 +521,11 @@ bool PrepareHit(const StatsFields* s, PendingHit* p) {
   p->keys = HitKeys{};
   p->keys.hostWork = p->hostWork;
   if (p->fileTypePasses) KeyHit(s, &p->hit, &p->keys);
+  if (p->fileTypePasses && mPass.audience) PrepareAudienceHit(&p->hit, p->hit.host, UrlKeyOf(p->keys));
   return true;
 }
 
 void CountPendingHit(const StatsFields* s, PendingHit* p) {
-  if (mPass.audience) PrepareAudienceHit(&p->hit, p->hit.host);
   CountKeyedHit(s, &p->hit, p->hit.host, &p->keys, p->fileTypePasses, true);
 }
 

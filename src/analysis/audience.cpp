@@ -136,7 +136,10 @@ struct Prepared {
 };
 
 struct AudienceState {
-  Prepared prepared;
+  // Hits prepared and not yet counted, in the order they are counted: the
+  // pass prepares a hit while it counts the one before.
+  Prepared prepared[2];
+  int preparedCount = 0;
   PassResults* results = nullptr;
   bool visitors = false, pages = false, statusCodes = false, families = false, robots = false;
   bool byAgent = false;  // a section on that needs the browser text's number
@@ -408,11 +411,14 @@ void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
 // The key of the hit's page text as Top URLs would list it (the URL up to
 // its query unless queries are shown), when the URL is a page; the slots
 // where it will be counted are requested.
-bool PageOf(const LogHit* hit, ItemKey* key) {
+bool PageOf(const LogHit* hit, const ItemKey* urlKey, ItemKey* key) {
   if (!IsPageUrl(hit->url)) return false;
   const char* url = hit->url;
-  size_t length = !m.pages ? 0 : m.showQuery ? strlen(url) : strcspn(url, "?\"");
-  if (m.pages) {
+  if (m.pages && urlKey) {
+    *key = *urlKey;
+    m.pageIds.Prefetch(key->hash);
+  } else if (m.pages) {
+    size_t length = m.showQuery ? strlen(url) : strcspn(url, "?\"");
     *key = MakeItemKey(nullptr, url, length, m.pagesIgnoreCase ? 1 : 0);
     m.pageIds.Prefetch(key->hash);
   }
@@ -500,24 +506,30 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   smart_memory_before_reclaim(CountHeld);
 }
 
-void PrepareAudienceHit(const LogHit* hit, const char* loggedHost) {
-  Prepared& p = m.prepared;
+void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey) {
+  if (m.preparedCount == 2) m.preparedCount = 0;  // not counted after all: forget them
+  Prepared& p = m.prepared[m.preparedCount++];
   p.hit = hit;
   p.agentId = m.byAgent ? AgentId(hit->agent) : 0;
   if (m.visitors || m.pages) {
     p.host = HashHost(loggedHost);
     p.visitorHash = PrefetchVisitor(p.host, p.agentId);
   }
-  if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, &p.pageKey);
+  if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, urlKey, &p.pageKey);
 }
 
 void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedHost,
                       PassResults* r) {
-  if (m.prepared.hit != hit) PrepareAudienceHit(hit, loggedHost);
-  m.prepared.hit = nullptr;
-  uint32_t agentId = m.prepared.agentId;
-  HostKey& host = m.prepared.host;
-  uint64_t visitorHash = m.prepared.visitorHash;
+  if (m.preparedCount == 0 || m.prepared[0].hit != hit) {
+    m.preparedCount = 0;
+    PrepareAudienceHit(hit, loggedHost, nullptr);
+  }
+  Prepared prepared = m.prepared[0];
+  m.prepared[0] = m.prepared[1];
+  --m.preparedCount;
+  uint32_t agentId = prepared.agentId;
+  HostKey& host = prepared.host;
+  uint64_t visitorHash = prepared.visitorHash;
   if (m.statusCodes) CountStatus(hit, r);
   if (!m.byAgent) return;
   const AgentClass* agent = nullptr;
@@ -532,8 +544,8 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     ++r->agentHits;
   }
   if (!m.visitors && !m.pages && !m.robots) return;
-  PageView page{m.prepared.pageKey, 0};
-  bool isPage = m.prepared.isPage;
+  PageView page{prepared.pageKey, 0};
+  bool isPage = prepared.isPage;
   if (m.robots && keys->robotId >= 0) {
     AddKnown(kRobots, agentId, keys->robotNode, agent->robot, keys->robot);
     ++r->robotHits;
@@ -542,6 +554,7 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     f.bytes += static_cast<uint32_t>(hit->bytes);
     return;  // people only from here on
   }
+  if (!m.visitors && !m.pages) return;
   if (m.pages && isPage) CountPage(hit, &page, r);
   CountVisit(hit, host, agentId, visitorHash, isPage ? &page : nullptr, r);
 }
@@ -562,7 +575,8 @@ void AudienceFree(PassResults* r) {
   for (ListInfo*& info : m.info) info = nullptr;
   m.results = nullptr;
   m.held = {};
-  m.prepared = {};
+  for (Prepared& p : m.prepared) p = {};
+  m.preparedCount = 0;
   m.visitorTable.Release();
   m.visitorCount = 0;
   m.hostIds.Clear();

@@ -9,6 +9,7 @@
 struct StatsFields;
 struct PassResults;
 struct LogHit;
+struct ItemKey;
 
 // True when any of these sections is on; a pass without them never calls
 // the functions below.
@@ -18,10 +19,13 @@ bool AudienceWanted(const StatsFields* settings);
 // the catalogue, and forgets the visitors of an earlier pass.
 void AudienceStart(const StatsFields* settings, PassResults* results);
 
-// Starts on a hit that may be counted: numbers its browser text and
-// requests its visitor's slot, so that the wait for memory overlaps the
-// hit's other counting.  Optional; CountAudienceHit does it when not done.
-void PrepareAudienceHit(const LogHit* hit, const char* loggedHost);
+// Starts on a hit that will be counted: numbers its browser text and
+// requests its visitor's slot, so that the wait for memory overlaps other
+// work.  Hits are counted in the order they are prepared, at most two ahead;
+// optional, CountAudienceHit does it when not done.  urlKey is the hit's key
+// in Top URLs when that list is on (the pages list's key for a page), else
+// null.
+void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey);
 
 // Counts one hit.  loggedHost is the host as logged, before any lookup.
 void CountAudienceHit(const StatsFields* settings, const LogHit* hit, const char* loggedHost,
