@@ -12,10 +12,13 @@
 #include <vector>
 
 #include "analysis/agent_rules_table.h"
+#include "analysis/list.h"
 #include "analysis/text_ids.h"
 #include "base/fixed_text.h"
 
 namespace {
+
+constexpr size_t kMaxAgent = 243;  // bytes of a browser text that count
 
 // A rule is compiled to machine code once it has been tried on enough
 // texts to pay for it: most texts are tried against most rules before one
@@ -150,13 +153,17 @@ AgentClass Classify(const char* agent) {
 
 }  // namespace
 
-uint32_t AgentId(const char* agent) {
-  if (!agent) agent = "";
-  uint32_t length = static_cast<uint32_t>(strlen(agent));
+uint32_t AgentIdOfKey(const ItemKey& key) {
   bool added = false;
-  uint32_t id = m.ids.Find(agent, length, TextHash(agent, length), false, &added);
+  uint32_t hash = key.hashFolded ? MakeItemKey(nullptr, key.text, key.length, 0).hash : key.hash;
+  uint32_t id = m.ids.Find(key.text, key.length, hash, false, &added);
   if (added) m.known.push_back({false, {}});
   return id;
+}
+
+uint32_t AgentId(const char* agent) {
+  if (!agent) agent = "";
+  return AgentIdOfKey(MakeItemKey(nullptr, agent, strnlen(agent, kMaxAgent), 0));
 }
 
 const AgentClass& ClassifyAgentId(uint32_t id) {

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+struct ItemKey;
+
 // What one browser text is.  Texts are cut to fit.
 struct AgentClass {
   char browser[64];  // family and major version: "Firefox 115", "Other"
@@ -13,7 +15,11 @@ struct AgentClass {
 
 // A number for each distinct browser text of the run (null counts as ""),
 // from 0 in order of first sight; remembered outside the memory ceiling.
+// Texts are taken to their first 243 bytes, as the log reader cuts them.
 uint32_t AgentId(const char* agent);
+// The same for a text whose key in a list counted with strcmp was made
+// already (MakeItemKey): its hash is reused.
+uint32_t AgentIdOfKey(const ItemKey& key);
 
 // Classifies the text of an id; each is matched once per run and the answer
 // remembered.  The first call compiles the rules.  The reference stays

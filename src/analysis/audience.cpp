@@ -506,11 +506,12 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   smart_memory_before_reclaim(CountHeld);
 }
 
-void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey) {
+void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey,
+                        const ItemKey* agentKey) {
   if (m.preparedCount == 2) m.preparedCount = 0;  // not counted after all: forget them
   Prepared& p = m.prepared[m.preparedCount++];
   p.hit = hit;
-  p.agentId = m.byAgent ? AgentId(hit->agent) : 0;
+  p.agentId = !m.byAgent ? 0 : agentKey ? AgentIdOfKey(*agentKey) : AgentId(hit->agent);
   if (m.visitors || m.pages) {
     p.host = HashHost(loggedHost);
     p.visitorHash = PrefetchVisitor(p.host, p.agentId);
@@ -522,7 +523,7 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
                       PassResults* r) {
   if (m.preparedCount == 0 || m.prepared[0].hit != hit) {
     m.preparedCount = 0;
-    PrepareAudienceHit(hit, loggedHost, nullptr);
+    PrepareAudienceHit(hit, loggedHost, nullptr, nullptr);
   }
   Prepared prepared = m.prepared[0];
   m.prepared[0] = m.prepared[1];

@@ -22,10 +22,12 @@ void AudienceStart(const StatsFields* settings, PassResults* results);
 // Starts on a hit that will be counted: numbers its browser text and
 // requests its visitor's slot, so that the wait for memory overlaps other
 // work.  Hits are counted in the order they are prepared, at most two ahead;
-// optional, CountAudienceHit does it when not done.  urlKey is the hit's key
-// in Top URLs when that list is on (the pages list's key for a page), else
-// null.
-void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey);
+// optional, CountAudienceHit does it when not done.  urlKey and agentKey are
+// the hit's keys in Top URLs and Browsers when those lists are on, else null:
+// a page's key is its Top URLs key, and a browser text is numbered by the
+// hash of its Browsers key.
+void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey,
+                        const ItemKey* agentKey);
 
 // Counts one hit.  loggedHost is the host as logged, before any lookup.
 void CountAudienceHit(const StatsFields* settings, const LogHit* hit, const char* loggedHost,
