@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 struct ItemKey;
 
@@ -32,3 +33,8 @@ long AgentsMemoryBytes();
 
 // Forgets every classification (the compiled rules stay).
 void AgentsReset();
+
+// The longest run of bytes that every match of a rule's regular expression
+// contains, or "" when none can be told; a text without it is not tried
+// against the rule.
+std::string RequiredText(const std::string& regex);
