@@ -132,7 +132,9 @@ struct Prepared {
   HostKey host{};
   uint64_t visitorHash = 0;
   bool isPage = false;
+  bool pageNumbered = false;  // pageId is made
   ItemKey pageKey{};
+  uint32_t pageId = 0;
 };
 
 struct AudienceState {
@@ -397,12 +399,15 @@ void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
   }
 }
 
+uint32_t NumberPage(const ItemKey& key) {
+  bool added = false;
+  uint32_t id = m.pageIds.Find(key.text, key.length, key.hash, m.pagesIgnoreCase, &added);
+  if (added) m.pageFigures.push_back({});
+  return id;
+}
+
 // Counts a page view in the pages list and its bytes beside it.
 void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
-  bool added = false;
-  page->id = m.pageIds.Find(page->key.text, page->key.length, page->key.hash, m.pagesIgnoreCase,
-                            &added);
-  if (added) m.pageFigures.push_back({});
   AddRemembered(kPages, page->id, m.pageFigures[page->id].page, page->key);
   ++r->pageViews;
   m.pageFigures[page->id].bytes += static_cast<uint32_t>(hit->bytes);
@@ -459,6 +464,18 @@ AgentKeys& KeysOfAgent(uint32_t id, const AgentClass& what) {
     if (added) m.robotFigures.push_back({});
   }
   return k;
+}
+
+// Numbers the page of the hit that is counted next, when a person asked for
+// it, and requests its figures, so that they are at hand then.
+void NumberNextPage() {
+  if (!m.pages || m.preparedCount == 0) return;
+  Prepared& p = m.prepared[0];
+  if (!p.isPage || p.pageNumbered) return;
+  if (m.robots && KeysOfAgent(p.agentId, ClassifyAgentId(p.agentId)).robotId >= 0) return;
+  p.pageId = NumberPage(p.pageKey);
+  p.pageNumbered = true;
+  __builtin_prefetch(&m.pageFigures[p.pageId]);
 }
 
 NodeMemo& MemoOf(ListIndex list, uint32_t id) {
@@ -553,11 +570,16 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     SideFigures& f = m.robotFigures[keys->robotId];
     if (isPage) ++f.pages;
     f.bytes += static_cast<uint32_t>(hit->bytes);
+    NumberNextPage();
     return;  // people only from here on
   }
   if (!m.visitors && !m.pages) return;
-  if (m.pages && isPage) CountPage(hit, &page, r);
+  if (m.pages && isPage) {
+    page.id = prepared.pageNumbered ? prepared.pageId : NumberPage(page.key);
+    CountPage(hit, &page, r);
+  }
   CountVisit(hit, host, agentId, visitorHash, isPage ? &page : nullptr, r);
+  NumberNextPage();
 }
 
 void AudienceFinish(PassResults* r) {
