@@ -33,6 +33,30 @@
 
 namespace {
 
+// Whether a file type (as FileTypeOf finds it, with its dot; empty for
+// none) is a page's.  Each page extension is compared as one word: the
+// extension's bytes with their case bit set equal the lower-case name only
+// when each byte is that letter in either case.
+bool IsPageType(std::string_view type) {
+  constexpr auto word = [](std::string_view name) {
+    uint64_t w = 0;
+    for (size_t i = 0; i < name.size(); ++i) w |= uint64_t{static_cast<unsigned char>(name[i])} << (8 * i);
+    return w;
+  };
+  static constexpr uint64_t kPageTypes[] = {word("html"), word("htm"),  word("shtml"),
+                                            word("php"),  word("asp"),  word("aspx"),
+                                            word("jsp"),  word("cgi"),  word("pl")};
+  if (type.empty()) return true;  // no extension
+  type.remove_prefix(1);          // the dot
+  if (type.size() < 2 || type.size() > 5) return false;
+  uint64_t w = 0;
+  memcpy(&w, type.data(), type.size());
+  w |= 0x2020202020ULL >> (8 * (5 - type.size()));
+  for (uint64_t known : kPageTypes)
+    if (w == known) return true;
+  return false;
+}
+
 constexpr ll::time32_t kVisitGap = 30 * 60;  // a longer pause starts a new visit
 constexpr size_t kWorkSize = 244;
 
@@ -417,8 +441,13 @@ void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
 // its query unless queries are shown), when the URL is a page; the slots
 // where it will be counted are requested.
 bool PageOf(const LogHit* hit, const ItemKey* urlKey, ItemKey* key) {
-  if (!IsPageUrl(hit->url)) return false;
   const char* url = hit->url;
+  // The Top URLs key ends where the file-type filter stops looking, unless
+  // it ends at a quote.
+  bool page = urlKey && !m.showQuery && url[urlKey->length] != '"'
+                  ? IsPageType(FileTypeOf(url, urlKey->length))
+                  : IsPageUrl(url);
+  if (!page) return false;
   if (m.pages && urlKey) {
     *key = *urlKey;
     m.pageIds.Prefetch(key->hash);
@@ -448,10 +477,11 @@ void CountStatus(const LogHit* hit, PassResults* r) {
 }
 
 // The list hashes and the robot number of a browser text, made once.
-AgentKeys& KeysOfAgent(uint32_t id, const AgentClass& what) {
+AgentKeys& KeysOfAgent(uint32_t id) {
+  if (id < m.agentKeys.size() && m.agentKeys[id].made) return m.agentKeys[id];
   if (id >= m.agentKeys.size()) m.agentKeys.resize(id + 1);
   AgentKeys& k = m.agentKeys[id];
-  if (k.made) return k;
+  const AgentClass& what = ClassifyAgentId(id);
   k.made = true;
   k.browser = ListHash(what.browser, strlen(what.browser), false);
   k.system = ListHash(what.system, strlen(what.system), false);
@@ -466,13 +496,21 @@ AgentKeys& KeysOfAgent(uint32_t id, const AgentClass& what) {
   return k;
 }
 
+// Counts a browser text's family, system or robot into its list.
+void AddAgentClass(ListIndex list, uint32_t id, NodeMemo& memo, uint32_t hash) {
+  if (HoldForMemo(list, id, memo)) return;
+  const AgentClass& what = ClassifyAgentId(id);
+  const char* text = list == kFamilies ? what.browser : list == kSystems ? what.system : what.robot;
+  AddRemembered(list, id, memo, KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
+}
+
 // Numbers the page of the hit that is counted next, when a person asked for
 // it, and requests its figures, so that they are at hand then.
 void NumberNextPage() {
   if (!m.pages || m.preparedCount == 0) return;
   Prepared& p = m.prepared[0];
   if (!p.isPage || p.pageNumbered) return;
-  if (m.robots && KeysOfAgent(p.agentId, ClassifyAgentId(p.agentId)).robotId >= 0) return;
+  if (m.robots && KeysOfAgent(p.agentId).robotId >= 0) return;
   p.pageId = NumberPage(p.pageKey);
   p.pageNumbered = true;
   __builtin_prefetch(&m.pageFigures[p.pageId]);
@@ -550,22 +588,17 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
   uint64_t visitorHash = prepared.visitorHash;
   if (m.statusCodes) CountStatus(hit, r);
   if (!m.byAgent) return;
-  const AgentClass* agent = nullptr;
-  AgentKeys* keys = nullptr;
-  if (m.families || m.robots) {
-    agent = &ClassifyAgentId(agentId);
-    keys = &KeysOfAgent(agentId, *agent);
-  }
+  AgentKeys* keys = m.families || m.robots ? &KeysOfAgent(agentId) : nullptr;
   if (m.families) {
-    AddKnown(kFamilies, agentId, keys->browserNode, agent->browser, keys->browser);
-    AddKnown(kSystems, agentId, keys->systemNode, agent->system, keys->system);
+    AddAgentClass(kFamilies, agentId, keys->browserNode, keys->browser);
+    AddAgentClass(kSystems, agentId, keys->systemNode, keys->system);
     ++r->agentHits;
   }
   if (!m.visitors && !m.pages && !m.robots) return;
   PageView page{prepared.pageKey, 0};
   bool isPage = prepared.isPage;
   if (m.robots && keys->robotId >= 0) {
-    AddKnown(kRobots, agentId, keys->robotNode, agent->robot, keys->robot);
+    AddAgentClass(kRobots, agentId, keys->robotNode, keys->robot);
     ++r->robotHits;
     SideFigures& f = m.robotFigures[keys->robotId];
     if (isPage) ++f.pages;
@@ -613,29 +646,8 @@ void AudienceFree(PassResults* r) {
 }
 
 // The extension is what the file-type filter finds in the URL's first 243
-// characters.  Each page extension is compared as one word: the extension's
-// bytes with their case bit set equal the lower-case name only when each
-// byte is that letter in either case.
-bool IsPageUrl(const char* url) {
-  constexpr auto word = [](std::string_view name) {
-    uint64_t w = 0;
-    for (size_t i = 0; i < name.size(); ++i) w |= uint64_t{static_cast<unsigned char>(name[i])} << (8 * i);
-    return w;
-  };
-  static constexpr uint64_t kPageTypes[] = {word("html"), word("htm"),  word("shtml"),
-                                            word("php"),  word("asp"),  word("aspx"),
-                                            word("jsp"),  word("cgi"),  word("pl")};
-  std::string_view type = FileTypeOf(url, strnlen(url, kWorkSize - 1));
-  if (type.empty()) return true;  // no extension
-  type.remove_prefix(1);          // the dot
-  if (type.size() < 2 || type.size() > 5) return false;
-  uint64_t w = 0;
-  memcpy(&w, type.data(), type.size());
-  w |= 0x2020202020ULL >> (8 * (5 - type.size()));
-  for (uint64_t known : kPageTypes)
-    if (w == known) return true;
-  return false;
-}
+// characters.
+bool IsPageUrl(const char* url) { return IsPageType(FileTypeOf(url, strnlen(url, kWorkSize - 1))); }
 
 double PageBytes(const char* page) {
   size_t length = strlen(page);
