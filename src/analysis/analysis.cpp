@@ -503,7 +503,8 @@ void CountHit(const StatsFields* s, LogHit* hit) {
   HitKeys keys;
   keys.hostWork = mPass.hostWork;
   if (fileTypePasses) KeyHit(s, hit, &keys);
-  if (fileTypePasses && mPass.audience) PrepareAudienceHit(hit, loggedHost, UrlKeyOf(keys), AgentKeyOf(keys));
+  if (fileTypePasses && mPass.audience)
+    PrepareAudienceHit(hit, loggedHost, UrlKeyOf(keys), AgentKeyOf(keys));
   char* domainName = CountKeyedHit(s, hit, loggedHost, &keys, fileTypePasses, false);
   free(domainName);
   free(resolved);
@@ -525,8 +526,8 @@ bool PrepareHit(const StatsFields* s, PendingHit* p) {
   p->keys = HitKeys{};
   p->keys.hostWork = p->hostWork;
   if (p->fileTypePasses) KeyHit(s, &p->hit, &p->keys);
-  if (p->fileTypePasses && mPass.audience) PrepareAudienceHit(&p->hit, p->hit.host, UrlKeyOf(p->keys),
-                                                              AgentKeyOf(p->keys));
+  if (p->fileTypePasses && mPass.audience)
+    PrepareAudienceHit(&p->hit, p->hit.host, UrlKeyOf(p->keys), AgentKeyOf(p->keys));
   return true;
 }
 

@@ -40,7 +40,8 @@ namespace {
 bool IsPageType(std::string_view type) {
   constexpr auto word = [](std::string_view name) {
     uint64_t w = 0;
-    for (size_t i = 0; i < name.size(); ++i) w |= uint64_t{static_cast<unsigned char>(name[i])} << (8 * i);
+    for (size_t i = 0; i < name.size(); ++i)
+      w |= uint64_t{static_cast<unsigned char>(name[i])} << (8 * i);
     return w;
   };
   static constexpr uint64_t kPageTypes[] = {word("html"), word("htm"),  word("shtml"),
@@ -112,7 +113,9 @@ struct NodeMemo {
 };
 
 // The lists of these sections, by their index in AudienceState::info.
-enum ListIndex : uint8_t { kPages, kEntryPages, kExitPages, kStatusCodes, kFamilies, kSystems, kRobots };
+enum ListIndex : uint8_t {
+  kPages, kEntryPages, kExitPages, kStatusCodes, kFamilies, kSystems, kRobots
+};
 
 // A memo with held counts: its list and the number it belongs to.
 struct HeldMemo {
