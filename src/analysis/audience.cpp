@@ -445,11 +445,18 @@ void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
 // where it will be counted are requested.
 bool PageOf(const LogHit* hit, const ItemKey* urlKey, ItemKey* key) {
   const char* url = hit->url;
-  // The Top URLs key ends where the file-type filter stops looking, unless
-  // it ends at a quote.
-  bool page = urlKey && !m.showQuery && url[urlKey->length] != '"'
-                  ? IsPageType(FileTypeOf(url, urlKey->length))
-                  : IsPageUrl(url);
+  // The Top URLs key ends where the file-type filter stops looking (it holds
+  // no '?'), unless it ends at a quote: the type is what follows its last
+  // '.' after its last '/'.
+  bool page;
+  if (urlKey && !m.showQuery && url[urlKey->length] != '"') {
+    size_t i = urlKey->length;
+    while (i > 0 && url[i - 1] != '.' && url[i - 1] != '/') --i;
+    page = i == 0 || url[i - 1] == '/' ||
+           IsPageType(std::string_view(url + i - 1, urlKey->length - i + 1));
+  } else {
+    page = IsPageUrl(url);
+  }
   if (!page) return false;
   if (m.pages && urlKey) {
     *key = *urlKey;
