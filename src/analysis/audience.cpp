@@ -167,7 +167,8 @@ struct Prepared {
 struct AudienceState {
   // Hits prepared and not yet counted, in the order they are counted: the
   // pass prepares a hit while it counts the one before.
-  Prepared prepared[2];
+  Prepared prepared[2];  // a ring: the next to count is prepared[preparedFirst]
+  int preparedFirst = 0;
   int preparedCount = 0;
   PassResults* results = nullptr;
   bool visitors = false, pages = false, statusCodes = false, families = false, robots = false;
@@ -518,7 +519,7 @@ void AddAgentClass(ListIndex list, uint32_t id, NodeMemo& memo, uint32_t hash) {
 // it, and requests its figures, so that they are at hand then.
 void NumberNextPage() {
   if (!m.pages || m.preparedCount == 0) return;
-  Prepared& p = m.prepared[0];
+  Prepared& p = m.prepared[m.preparedFirst];
   if (!p.isPage || p.pageNumbered) return;
   if (m.robots && KeysOfAgent(p.agentId).robotId >= 0) return;
   p.pageId = NumberPage(p.pageKey);
@@ -574,8 +575,9 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
 void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey,
                         const ItemKey* agentKey) {
   if (m.preparedCount == 2) m.preparedCount = 0;  // not counted after all: forget them
-  Prepared& p = m.prepared[m.preparedCount++];
+  Prepared& p = m.prepared[(m.preparedFirst + m.preparedCount++) & 1];
   p.hit = hit;
+  p.isPage = p.pageNumbered = false;
   p.agentId = !m.byAgent ? 0 : agentKey ? AgentIdOfKey(*agentKey) : AgentId(hit->agent);
   if (m.visitors || m.pages) {
     p.host = HashHost(loggedHost);
@@ -586,15 +588,16 @@ void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey
 
 void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedHost,
                       PassResults* r) {
-  if (m.preparedCount == 0 || m.prepared[0].hit != hit) {
+  if (m.preparedCount == 0 || m.prepared[m.preparedFirst].hit != hit) {
     m.preparedCount = 0;
     PrepareAudienceHit(hit, loggedHost, nullptr, nullptr);
   }
-  Prepared prepared = m.prepared[0];
-  m.prepared[0] = m.prepared[1];
+  // Nothing prepares a hit until this one is counted.
+  const Prepared& prepared = m.prepared[m.preparedFirst];
+  m.preparedFirst ^= 1;
   --m.preparedCount;
   uint32_t agentId = prepared.agentId;
-  HostKey& host = prepared.host;
+  HostKey host = prepared.host;
   uint64_t visitorHash = prepared.visitorHash;
   if (m.statusCodes) CountStatus(hit, r);
   if (!m.byAgent) return;
@@ -642,7 +645,7 @@ void AudienceFree(PassResults* r) {
   m.results = nullptr;
   m.held = {};
   for (Prepared& p : m.prepared) p = {};
-  m.preparedCount = 0;
+  m.preparedFirst = m.preparedCount = 0;
   m.visitorTable.Release();
   m.visitorCount = 0;
   m.hostIds.Clear();
