@@ -48,6 +48,7 @@ TEST(Agents, RequiredTextIsInEveryMatch) {
       {"ab\\d+cd{x", "cd{x"},                   {"Tizen|Bada", ""},
       {"\\x41bcd", ""},                         {"(?i)abc", ""},
       {"[[:alpha:]]xyz", ""},                   {"(abc", ""},
+      {"[]a]bc", "bc"},                         {"abc[de", ""},
   };
   for (const auto& [regex, required] : cases) EXPECT_EQ(RequiredText(regex), required) << regex;
 }

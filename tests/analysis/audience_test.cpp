@@ -93,6 +93,8 @@ TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
       {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kChrome}}, 2, false},  // two browsers
       {{{"10.0.0.1", 0, "/", "-"}, {"10.0.0.1", 5, "/", kFirefox}}, 2, false},     // no browser text is a text
       {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.01", 5, "/", kFirefox}, {"10.0.0.1", 7, "/", kFirefox}}, 2, false},
+      {{{"10.0.0.0", 0, "/", kFirefox}, {"10.0.0.256", 5, "/", kFirefox}, {"10.0.0.1", 7, "/", kFirefox},
+        {"10.0.0.1a", 9, "/", kFirefox}}, 4, false},  // not addresses: never taken for one
       {{{"a.example.com", 0, "/", kFirefox}, {"a.example.co", 5, "/", kFirefox}, {com.c_str(), 9, "/", kFirefox},
         {org.c_str(), 9, "/", kFirefox}, {com.c_str(), 12, "/", kFirefox}}, 4, false},  // long hosts met again
       {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 1, true},
