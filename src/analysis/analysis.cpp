@@ -281,12 +281,10 @@ AgentFlags TestAgent(const ListItem* node, const char* agent) {
                     strncmp(agent, "Mozilla/", 8) == 0 && !strstr(agent, "ompatible")};
 }
 
-// Counts an agent (not empty) in Browsers and in the browser families.
-void CountBrowser(const char* agent) {
-  const size_t length = strnlen(agent, kWorkSize - 1);
+// Counts an agent (not empty) in Browsers by its key made by MakeHitKeys.
+void CountBrowser(const char* agent, const ItemKey& key) {
   ListInfo* info = mPass.info[kBrowsersList];
-  const ListItem* node = add_item_key(ListHead(kBrowsersList), info,
-                                      KeyFor(kBrowsersList, agent, length, false), nullptr, nullptr);
+  const ListItem* node = add_item_key(ListHead(kBrowsersList), info, key, nullptr, nullptr);
   ++mPass.results.browserHits;
   // A node that smart memory freed may come back holding another agent.
   const int32_t reclaimed = info ? info->reclaimed : 0;
@@ -416,6 +414,7 @@ char* ResolveForDomains(const StatsFields* s, LogHit* hit) {
 // goes on; only the keys of lists the hit will reach are made.
 struct HitKeys {
   ItemKey url{};
+  ItemKey agent{};
   ItemKey referrer{};
   ItemKey domain{};
   char* domainCut = nullptr;  // the domain's start in hostWork; null until cut
@@ -429,6 +428,10 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
     size_t n = s->showQuery ? strnlen(url, kWorkSize - 1) : strcspn(url, "?\"");
     keys->url = KeyFor(kUrlsList, url, n, !s->findCaseSensitive);
     PrefetchItemSlot(*ListHead(kUrlsList), keys->url);
+  }
+  if (s->browsers.show && hit->agent) {
+    keys->agent = KeyFor(kBrowsersList, hit->agent, strnlen(hit->agent, kWorkSize - 1), false);
+    PrefetchItemSlot(*ListHead(kBrowsersList), keys->agent);
   }
   if (s->referrers.show && hit->referrer) {
     const char* referrer = hit->referrer;
@@ -448,6 +451,10 @@ void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
   if (keys.domainCut && s->domains.show) PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
 }
 
+// The hit's keys in Top URLs and in Browsers, when those lists are on.
+const ItemKey* UrlKeyOf(const HitKeys& keys) { return keys.url.text ? &keys.url : nullptr; }
+const ItemKey* AgentKeyOf(const HitKeys& keys) { return keys.agent.text ? &keys.agent : nullptr; }
+
 // Makes the keys of a hit that passes the file types and counts it in the
 // totals.
 void KeyHit(const StatsFields* s, LogHit* hit, HitKeys* keys) {
@@ -463,7 +470,7 @@ char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, H
                     bool fileTypePasses, bool nodesRequested) {
   char* resolved = nullptr;
   if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
-  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent);
+  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent, keys->agent);
   if (fileTypePasses && !nodesRequested) PrefetchHitNodes(s, *keys);
   if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
     resolved = ResolveForDomains(s, hit);
@@ -483,7 +490,6 @@ char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, H
 void CountHit(const StatsFields* s, LogHit* hit) {
   if (!PassesRequestFilters(s, hit)) return;
   const char* loggedHost = hit->host;  // a lookup below may replace hit->host
-  if (mPass.audience) PrepareAudienceHit(hit, loggedHost);
   bool fileTypePasses = FileTypePasses(s, hit->url);
   char* resolved = nullptr;
   if (mPass.lookupMode == kLookupEveryHit && fileTypePasses && hit->host) {
@@ -497,6 +503,8 @@ void CountHit(const StatsFields* s, LogHit* hit) {
   HitKeys keys;
   keys.hostWork = mPass.hostWork;
   if (fileTypePasses) KeyHit(s, hit, &keys);
+  if (fileTypePasses && mPass.audience)
+    PrepareAudienceHit(hit, loggedHost, UrlKeyOf(keys), AgentKeyOf(keys));
   char* domainName = CountKeyedHit(s, hit, loggedHost, &keys, fileTypePasses, false);
   free(domainName);
   free(resolved);
@@ -518,11 +526,12 @@ bool PrepareHit(const StatsFields* s, PendingHit* p) {
   p->keys = HitKeys{};
   p->keys.hostWork = p->hostWork;
   if (p->fileTypePasses) KeyHit(s, &p->hit, &p->keys);
+  if (p->fileTypePasses && mPass.audience)
+    PrepareAudienceHit(&p->hit, p->hit.host, UrlKeyOf(p->keys), AgentKeyOf(p->keys));
   return true;
 }
 
 void CountPendingHit(const StatsFields* s, PendingHit* p) {
-  if (mPass.audience) PrepareAudienceHit(&p->hit, p->hit.host);
   CountKeyedHit(s, &p->hit, p->hit.host, &p->keys, p->fileTypePasses, true);
 }
 

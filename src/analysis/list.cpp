@@ -878,6 +878,11 @@ ListItem* add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, cons
   return node;
 }
 
+void CountNodeAgain(ItemList* list, ListItem* node, int32_t n) {
+  node->count = Add32(node->count, n);
+  list->total = Add32(list->total, n);
+}
+
 ListItem* SortList(ItemList* list) {
   if (!list || list->size == 0) return nullptr;
   ListItem* head = nullptr;

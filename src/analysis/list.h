@@ -80,6 +80,11 @@ void* ListNodeMemory(size_t bytes);
 ListItem* add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
                   ListItem* parent);
 
+// Counts n more occurrences of node, a node of list that add_item_key
+// returned and smart memory has not freed since (ListInfo::reclaimed
+// unchanged): what n calls of add_item_key for its text would do.
+void CountNodeAgain(ItemList* list, ListItem* node, int32_t n);
+
 // Reorders the list by count and returns its first node (null when empty);
 // the chain continues through ListItem::next.  The list takes no more items.
 ListItem* SortList(ItemList* list);
