@@ -12,10 +12,13 @@
 #include <vector>
 
 #include "analysis/agent_rules_table.h"
+#include "analysis/list.h"
 #include "analysis/text_ids.h"
 #include "base/fixed_text.h"
 
 namespace {
+
+constexpr size_t kMaxAgent = 243;  // bytes of a browser text that count
 
 // A rule is compiled to machine code once it has been tried on enough
 // texts to pay for it: most texts are tried against most rules before one
@@ -27,6 +30,9 @@ struct CompiledRules {
   const AgentRule* rules = nullptr;
   std::vector<pcre2_code*> code;  // null for a rule that did not compile
   std::vector<uint32_t> tries;    // texts tried, up to kTriesBeforeMachineCode
+  // Bytes every match contains (lower case for a caseless rule), "" when
+  // none are known: a text without them is not tried.
+  std::vector<std::string> required;
   ~CompiledRules() {
     for (pcre2_code* c : code) pcre2_code_free(c);
   }
@@ -47,19 +53,186 @@ struct AgentsState {
 
 AgentsState m;
 
+// The end of the quantifier that starts at re[at] ("?", "*", "+", "{2}",
+// "{0,3}", with a lazy or possessive mark), or `at` when none starts there;
+// *optional tells whether it allows no repeat.
+size_t QuantifierEnd(const std::string& re, size_t at, bool* optional) {
+  size_t end = at;
+  if (re[at] == '?' || re[at] == '*' || re[at] == '+') {
+    *optional = re[at] != '+';
+    end = at + 1;
+  } else if (re[at] == '{') {
+    size_t i = at + 1, least = i;
+    while (isdigit(static_cast<unsigned char>(re[i]))) ++i;
+    bool hasLeast = i > least;
+    least = hasLeast ? std::stoul(re.substr(least, i - least)) : 0;
+    if (re[i] == ',') {
+      ++i;
+      while (isdigit(static_cast<unsigned char>(re[i]))) ++i;
+    } else if (!hasLeast) {
+      return at;  // "{" alone or "{x": a plain brace
+    }
+    if (re[i] != '}') return at;
+    *optional = least == 0;
+    end = i + 1;
+  }
+  if (end > at && (re[end] == '?' || re[end] == '+')) ++end;
+  return end;
+}
+
+// The end of the group or class that starts at re[at], or npos when it
+// does not end.
+size_t BracketEnd(const std::string& re, size_t at) {
+  int depth = 0;
+  for (size_t i = at; i < re.size(); ++i) {
+    if (re[i] == '\\') {
+      ++i;
+    } else if (re[i] == '[') {
+      size_t j = i + 1;
+      if (re[j] == '^') ++j;
+      if (re[j] == ']') ++j;  // a leading ']' is a member
+      for (; j < re.size() && re[j] != ']'; ++j) {
+        if (re[j] == '[' && re[j + 1] == ':') return std::string::npos;  // [:alpha:]: not read
+        if (re[j] == '\\') ++j;
+      }
+      if (j >= re.size()) return std::string::npos;
+      if (re[at] == '[') return j + 1;
+      i = j;
+    } else if (re[i] == '(') {
+      ++depth;
+    } else if (re[i] == ')' && --depth == 0) {
+      return i + 1;
+    }
+  }
+  return std::string::npos;
+}
+
+// Finds the runs of bytes that every match of re[begin, end) contains.
+// Only what is plainly understood is read, and everything else ends a run
+// or gives up: classes, dots, anchors, class escapes and groups with an
+// alternative end a run; a group without one is read as part of the
+// sequence (on its own when it may repeat, not at all when it may be left
+// out); a byte that may be left out ends the run before it, one that may
+// repeat the run after it.  An alternative at this level, an option setting
+// or another escape gives up (false).
+class RequiredRuns {
+ public:
+  explicit RequiredRuns(const std::string& re) : re_(re) {}
+  std::string Longest() {
+    if (!Read(0, re_.size())) return "";
+    EndRun();
+    return best_;
+  }
+
+ private:
+  void EndRun() {
+    if (run_.size() > best_.size()) best_ = run_;
+    run_.clear();
+  }
+  // The index of a '|' at the top level of re[begin, end), or end.
+  size_t Alternative(size_t begin, size_t end) const {
+    for (size_t i = begin; i < end;) {
+      if (re_[i] == '|') return i;
+      if (re_[i] == '\\') i += 2;
+      else if (re_[i] == '(' || re_[i] == '[') i = BracketEnd(re_, i);
+      else ++i;
+    }
+    return end;
+  }
+  bool Read(size_t begin, size_t end) {
+    if (Alternative(begin, end) != end) return false;
+    for (size_t i = begin; i < end;) {
+      char c = re_[i];
+      bool literal = false;
+      size_t next = i + 1;
+      size_t innerBegin = 0;  // a group read as part of the sequence
+      if (c == ')' || c == '?' || c == '*' || c == '+') return false;
+      if (c == '(') {
+        innerBegin = i + 1;
+        if (re_[i + 1] == '?') {
+          char kind = re_[i + 2];
+          bool around = kind == '=' || kind == '!' ||
+                        (kind == '<' && (re_[i + 3] == '=' || re_[i + 3] == '!'));
+          if (kind != ':' && !around) return false;
+          innerBegin = around ? 0 : i + 3;
+        }
+        next = BracketEnd(re_, i);
+        if (next == std::string::npos || next > end) return false;
+        if (innerBegin && Alternative(innerBegin, next - 1) != next - 1) innerBegin = 0;
+      } else if (c == '[') {
+        next = BracketEnd(re_, i);
+        if (next == std::string::npos || next > end) return false;
+      } else if (c == '\\') {
+        char e = re_[i + 1];
+        if (!e || (isalnum(static_cast<unsigned char>(e)) && !strchr("dDwWsSbBhHvVN", e)))
+          return false;
+        literal = !isalnum(static_cast<unsigned char>(e));
+        c = e;
+        next = i + 2;
+      } else if (c == '{') {
+        bool unused = false;
+        if (QuantifierEnd(re_, i, &unused) != i) return false;
+        literal = true;
+      } else {
+        literal = c != '.' && c != '^' && c != '$';
+      }
+      bool optional = false;
+      size_t after = QuantifierEnd(re_, next, &optional);
+      bool quantified = after > next;
+      if (after > end) return false;
+      if (innerBegin && !(quantified && optional)) {
+        if (quantified) EndRun();
+        if (!Read(innerBegin, next - 1)) return false;
+        if (quantified) EndRun();
+      } else if (!literal || (quantified && optional)) {
+        EndRun();
+      } else {
+        run_ += c;
+        if (quantified) EndRun();
+      }
+      i = after;
+    }
+    return true;
+  }
+
+  const std::string& re_;
+  std::string run_, best_;
+};
+
+char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+
+// A rule's code is made when a text first gets as far as trying the rule.
 void Compile(CompiledRules* out, const AgentRule* rules, int count) {
   out->rules = rules;
-  out->code.resize(count);
+  out->code.assign(count, nullptr);
   out->tries.assign(count, 0);
+  out->required.assign(count, "");
   for (int i = 0; i < count; ++i) {
-    int error = 0;
-    PCRE2_SIZE offset = 0;
-    // Byte-wise matching: a browser text is whatever bytes a client sent,
-    // and the rules' few non-ASCII letters match as their UTF-8 bytes.
-    uint32_t options = rules[i].caseless ? PCRE2_CASELESS : 0;
-    out->code[i] = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(rules[i].regex),
-                                 PCRE2_ZERO_TERMINATED, options, &error, &offset, nullptr);
+    out->required[i] = RequiredText(rules[i].regex);
+    if (rules[i].caseless)
+      for (char& c : out->required[i]) c = LowerAscii(c);
   }
+}
+
+pcre2_code* CompileRule(const AgentRule& rule) {
+  int error = 0;
+  PCRE2_SIZE offset = 0;
+  // Byte-wise matching: a browser text is whatever bytes a client sent,
+  // and the rules' few non-ASCII letters match as their UTF-8 bytes.
+  uint32_t options = rule.caseless ? PCRE2_CASELESS : 0;
+  return pcre2_compile(reinterpret_cast<PCRE2_SPTR>(rule.regex), PCRE2_ZERO_TERMINATED, options,
+                       &error, &offset, nullptr);
+}
+
+bool Contains(const char* text, size_t length, const std::string& part) {
+  if (part.size() > length) return false;
+  const char* last = text + (length - part.size());
+  for (const char* p = text; p <= last; ++p) {
+    p = static_cast<const char*>(memchr(p, part[0], static_cast<size_t>(last - p) + 1));
+    if (!p) return false;
+    if (memcmp(p, part.data(), part.size()) == 0) return true;
+  }
+  return false;
 }
 
 void CompileAll() {
@@ -96,13 +269,20 @@ std::string Fill(const char* replacement, const char* subject, int groups) {
 
 // Index of the first rule of list that matches subject, or -1; the match
 // stays in m.match, its group count in *groups.
-int FirstMatch(CompiledRules& list, const char* subject, size_t length, int* groups) {
+int FirstMatch(CompiledRules& list, const char* subject, size_t length, const std::string& lower,
+               int* groups) {
   for (size_t i = 0; i < list.code.size(); ++i) {
-    if (!list.code[i]) continue;
+    const std::string& required = list.required[i];
+    if (!required.empty() &&
+        !Contains(list.rules[i].caseless ? lower.data() : subject, length, required))
+      continue;
+    if (list.tries[i] == 0) list.code[i] = CompileRule(list.rules[i]);
     // Machine code matches as the interpreter does; when it cannot be made
     // the interpreter goes on.
-    if (list.tries[i] < kTriesBeforeMachineCode && ++list.tries[i] == kTriesBeforeMachineCode)
+    if (list.tries[i] < kTriesBeforeMachineCode && ++list.tries[i] == kTriesBeforeMachineCode &&
+        list.code[i])
       pcre2_jit_compile(list.code[i], PCRE2_JIT_COMPLETE);
+    if (!list.code[i]) continue;  // a rule that does not compile is skipped
     int rc = pcre2_match(list.code[i], reinterpret_cast<PCRE2_SPTR>(subject), length, 0, 0,
                          m.match, nullptr);
     if (rc == PCRE2_ERROR_JIT_STACKLIMIT)  // the interpreter has room to go on
@@ -118,10 +298,10 @@ int FirstMatch(CompiledRules& list, const char* subject, size_t length, int* gro
 }
 
 // Family and major version by the first rule of list that matches.
-std::string Name(CompiledRules& list, const char* subject, size_t length,
+std::string Name(CompiledRules& list, const char* subject, size_t length, const std::string& lower,
                  std::string* family) {
   int groups = 0;
-  int i = FirstMatch(list, subject, length, &groups);
+  int i = FirstMatch(list, subject, length, lower, &groups);
   if (i < 0) {
     *family = "Other";
     return "Other";
@@ -139,9 +319,11 @@ AgentClass Classify(const char* agent) {
   size_t length = strlen(agent);
   AgentClass c{};
   std::string family, systemFamily, device;
-  std::string browser = Name(m.browsers, agent, length, &family);
-  std::string system = Name(m.systems, agent, length, &systemFamily);
-  Name(m.devices, agent, length, &device);
+  std::string lower(agent, length);
+  for (char& ch : lower) ch = LowerAscii(ch);
+  std::string browser = Name(m.browsers, agent, length, lower, &family);
+  std::string system = Name(m.systems, agent, length, lower, &systemFamily);
+  Name(m.devices, agent, length, lower, &device);
   ll::CopyText(c.browser, sizeof c.browser, browser.c_str(), browser.size());
   ll::CopyText(c.system, sizeof c.system, system.c_str(), system.size());
   if (device == "Spider") ll::CopyText(c.robot, sizeof c.robot, family.c_str(), family.size());
@@ -150,13 +332,19 @@ AgentClass Classify(const char* agent) {
 
 }  // namespace
 
-uint32_t AgentId(const char* agent) {
-  if (!agent) agent = "";
-  uint32_t length = static_cast<uint32_t>(strlen(agent));
+std::string RequiredText(const std::string& regex) { return RequiredRuns(regex).Longest(); }
+
+uint32_t AgentIdOfKey(const ItemKey& key) {
   bool added = false;
-  uint32_t id = m.ids.Find(agent, length, TextHash(agent, length), false, &added);
+  uint32_t hash = key.hashFolded ? MakeItemKey(nullptr, key.text, key.length, 0).hash : key.hash;
+  uint32_t id = m.ids.Find(key.text, key.length, hash, false, &added);
   if (added) m.known.push_back({false, {}});
   return id;
+}
+
+uint32_t AgentId(const char* agent) {
+  if (!agent) agent = "";
+  return AgentIdOfKey(MakeItemKey(nullptr, agent, strnlen(agent, kMaxAgent), 0));
 }
 
 const AgentClass& ClassifyAgentId(uint32_t id) {

@@ -3,6 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+
+struct ItemKey;
 
 // What one browser text is.  Texts are cut to fit.
 struct AgentClass {
@@ -13,7 +16,11 @@ struct AgentClass {
 
 // A number for each distinct browser text of the run (null counts as ""),
 // from 0 in order of first sight; remembered outside the memory ceiling.
+// Texts are taken to their first 243 bytes, as the log reader cuts them.
 uint32_t AgentId(const char* agent);
+// The same for a text whose key in a list counted with strcmp was made
+// already (MakeItemKey): its hash is reused.
+uint32_t AgentIdOfKey(const ItemKey& key);
 
 // Classifies the text of an id; each is matched once per run and the answer
 // remembered.  The first call compiles the rules.  The reference stays
@@ -26,3 +33,8 @@ long AgentsMemoryBytes();
 
 // Forgets every classification (the compiled rules stay).
 void AgentsReset();
+
+// The longest run of bytes that every match of a rule's regular expression
+// contains, or "" when none can be told; a text without it is not tried
+// against the rule.
+std::string RequiredText(const std::string& regex);

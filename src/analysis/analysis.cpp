@@ -187,7 +187,7 @@ void Remember(int index, ListItem* node, size_t length, Remembered* r) {
 // by look-up, and the node that counted is remembered.
 void AddKeyRemembered(int index, const ItemKey& key, Remembered* r) {
   if (ListItem* n = RememberedNode(index, key.text, key.length, *r)) {
-    count_item_again(*ListHead(index), n);
+    CountNodeAgain(*ListHead(index), n, 1);
     return;
   }
   Remember(index, add_item_key(ListHead(index), mPass.info[index], key, nullptr, nullptr), key.length, r);
@@ -338,18 +338,20 @@ AgentFlags TestAgent(const ListItem* node, const char* agent) {
                     strncmp(agent, "Mozilla/", 8) == 0 && !strstr(agent, "ompatible")};
 }
 
-// Counts an agent (not empty) in Browsers and in the browser families;
-// memo, when given, is the host's memo entry.
-void CountBrowser(const char* agent, HostMemo* memo) {
-  const size_t length = strnlen(agent, kWorkSize - 1);
+// Counts an agent (not empty) in Browsers and in the browser families, by
+// its key when MakeHitKeys made one; memo, when given, is the host's memo
+// entry.
+void CountBrowser(const char* agent, const ItemKey& agentKey, HostMemo* memo) {
+  const size_t length = agentKey.text ? agentKey.length : strnlen(agent, kWorkSize - 1);
   ListInfo* info = mPass.info[kBrowsersList];
   // A host keeps its browser: its last agent's node is checked before the
-  // agent is hashed and looked up.
+  // agent is looked up (and, without a key, hashed).
   ListItem* node = memo ? RememberedNode(kBrowsersList, agent, length, memo->browser) : nullptr;
   if (node) {
-    count_item_again(*ListHead(kBrowsersList), node);
+    CountNodeAgain(*ListHead(kBrowsersList), node, 1);
   } else {
-    node = add_item_key(ListHead(kBrowsersList), info, KeyFor(kBrowsersList, agent, length, false), nullptr, nullptr);
+    const ItemKey key = agentKey.text ? agentKey : KeyFor(kBrowsersList, agent, length, false);
+    node = add_item_key(ListHead(kBrowsersList), info, key, nullptr, nullptr);
     if (memo) Remember(kBrowsersList, node, length, &memo->browser);
   }
   ++mPass.results.browserHits;
@@ -498,6 +500,7 @@ char* ResolveForDomains(const StatsFields* s, LogHit* hit) {
 // goes on; only the keys of lists the hit will reach are made.
 struct HitKeys {
   ItemKey url{};
+  ItemKey agent{};
   ItemKey referrer{};
   ItemKey domain{};
   ItemKey type{};             // the domain type's key when made with the domain's
@@ -571,6 +574,12 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
     keys->url = KeyFor(kUrlsList, url, n, !s->findCaseSensitive);
     PrefetchItemSlot(*ListHead(kUrlsList), keys->url);
   }
+  // The newer sections take the agent's key; without them the host memo
+  // usually spares the hash (CountBrowser).
+  if (s->browsers.show && hit->agent && mPass.audience) {
+    keys->agent = KeyFor(kBrowsersList, hit->agent, strnlen(hit->agent, kWorkSize - 1), false);
+    PrefetchItemSlot(*ListHead(kBrowsersList), keys->agent);
+  }
   if (s->referrers.show && hit->referrer) {
     const char* referrer = hit->referrer;
     keys->referrer = KeyFor(kReferrersList, referrer, strnlen(referrer, kWorkSize - 1), true);
@@ -594,6 +603,10 @@ void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
     PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
 }
 
+// The hit's keys in Top URLs and in Browsers, when those lists are on.
+const ItemKey* UrlKeyOf(const HitKeys& keys) { return keys.url.text ? &keys.url : nullptr; }
+const ItemKey* AgentKeyOf(const HitKeys& keys) { return keys.agent.text ? &keys.agent : nullptr; }
+
 // Makes the keys of a hit that passes the file types and counts it in the
 // totals.
 void KeyHit(const StatsFields* s, LogHit* hit, HitKeys* keys) {
@@ -609,7 +622,7 @@ char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, H
                     bool fileTypePasses, bool nodesRequested) {
   char* resolved = nullptr;
   if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
-  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent, keys->memo);
+  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent, keys->agent, keys->memo);
   if (fileTypePasses && !nodesRequested) PrefetchHitNodes(s, *keys);
   if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
     resolved = ResolveForDomains(s, hit);
@@ -629,7 +642,6 @@ char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, H
 void CountHit(const StatsFields* s, LogHit* hit) {
   if (!PassesRequestFilters(s, hit)) return;
   const char* loggedHost = hit->host;  // a lookup below may replace hit->host
-  if (mPass.audience) PrepareAudienceHit(hit, loggedHost);
   bool fileTypePasses = FileTypePasses(s, hit->url);
   char* resolved = nullptr;
   if (mPass.lookupMode == kLookupEveryHit && fileTypePasses && hit->host) {
@@ -643,6 +655,8 @@ void CountHit(const StatsFields* s, LogHit* hit) {
   HitKeys keys;
   keys.hostWork = mPass.hostWork;
   if (fileTypePasses) KeyHit(s, hit, &keys);
+  if (fileTypePasses && mPass.audience)
+    PrepareAudienceHit(hit, loggedHost, UrlKeyOf(keys), AgentKeyOf(keys));
   char* domainName = CountKeyedHit(s, hit, loggedHost, &keys, fileTypePasses, false);
   free(domainName);
   free(resolved);
@@ -663,11 +677,12 @@ bool PrepareHit(const StatsFields* s, PendingHit* p) {
   p->keys = HitKeys{};
   p->keys.hostWork = p->hostWork;
   if (p->fileTypePasses) KeyHit(s, &p->hit, &p->keys);
+  if (p->fileTypePasses && mPass.audience)
+    PrepareAudienceHit(&p->hit, p->hit.host, UrlKeyOf(p->keys), AgentKeyOf(p->keys));
   return true;
 }
 
 void CountPendingHit(const StatsFields* s, PendingHit* p) {
-  if (mPass.audience) PrepareAudienceHit(&p->hit, p->hit.host);
   CountKeyedHit(s, &p->hit, p->hit.host, &p->keys, p->fileTypePasses, true);
 }
 

@@ -12,8 +12,6 @@
 // its host, browser text and page once each.
 #include "analysis/audience.h"
 
-#include <arpa/inet.h>
-#include <strings.h>
 
 #include <cctype>
 #include <cstdio>
@@ -27,12 +25,38 @@
 #include "analysis/filters.h"
 #include "analysis/list.h"
 #include "analysis/pass_results.h"
+#include "analysis/smart_memory.h"
 #include "analysis/text_ids.h"
 #include "base/fixed_text.h"
 #include "settings/stats_fields.h"
 #include "superlog/superlog.h"
 
 namespace {
+
+// Whether a file type (as FileTypeOf finds it, with its dot; empty for
+// none) is a page's.  Each page extension is compared as one word: the
+// extension's bytes with their case bit set equal the lower-case name only
+// when each byte is that letter in either case.
+bool IsPageType(std::string_view type) {
+  constexpr auto word = [](std::string_view name) {
+    uint64_t w = 0;
+    for (size_t i = 0; i < name.size(); ++i)
+      w |= uint64_t{static_cast<unsigned char>(name[i])} << (8 * i);
+    return w;
+  };
+  static constexpr uint64_t kPageTypes[] = {word("html"), word("htm"),  word("shtml"),
+                                            word("php"),  word("asp"),  word("aspx"),
+                                            word("jsp"),  word("cgi"),  word("pl")};
+  if (type.empty()) return true;  // no extension
+  type.remove_prefix(1);          // the dot
+  if (type.size() < 2 || type.size() > 5) return false;
+  uint64_t w = 0;
+  memcpy(&w, type.data(), type.size());
+  w |= 0x2020202020ULL >> (8 * (5 - type.size()));
+  for (uint64_t known : kPageTypes)
+    if (w == known) return true;
+  return false;
+}
 
 constexpr ll::time32_t kVisitGap = 30 * 60;  // a longer pause starts a new visit
 constexpr size_t kWorkSize = 244;
@@ -75,22 +99,56 @@ struct HostKey {
   std::string_view text;  // the host as logged, while the hit lasts
 };
 
+// A list node remembered for a small number (a status code, a browser
+// text, a page), so that a hit of a known number need not find the node by
+// its text: it is held back as one more in `held`, and the held counts
+// reach their nodes together (CountHeld), before smart memory reclaims and
+// when the pass ends, so that the lists hold the same counts whenever
+// anything reads them.  Valid while the list has lost no node to smart
+// memory since it was remembered.
+struct NodeMemo {
+  ListItem* node = nullptr;
+  int32_t reclaimed = 0;  // the list's ListInfo::reclaimed when remembered
+  uint32_t held = 0;
+};
+
+// The lists of these sections, by their index in AudienceState::info.
+enum ListIndex : uint8_t {
+  kPages, kEntryPages, kExitPages, kStatusCodes, kFamilies, kSystems, kRobots
+};
+
+// A memo with held counts: its list and the number it belongs to.
+struct HeldMemo {
+  ListIndex list;
+  uint32_t id;
+};
+
 struct SideFigures {
   int32_t pages = 0;
   double bytes = 0;
 };
 
-// The list hashes of what a browser text is, worked out on its first hit.
+// A page's bytes and its nodes in the three page lists.
+struct PageFigures {
+  double bytes = 0;
+  NodeMemo page, entry, exit;
+};
+
+// The list hashes of what a browser text is, worked out on its first hit,
+// and the nodes that count it.
 struct AgentKeys {
   bool made = false;
   uint32_t browser = 0, system = 0, robot = 0;
   int32_t robotId = -1;  // the family's number in robotIds, -1 for people
+  NodeMemo browserNode, systemNode, robotNode;
 };
 
-// A status code's list text and hash, made on the code's first hit.
+// A status code's list text and hash, made on the code's first hit, and
+// its node.
 struct StatusKey {
   char text[4];
   uint32_t hash;  // 0 until made
+  NodeMemo node;
 };
 constexpr int kStatusKeys = 1000;  // codes 0 to 999; others are keyed per hit
 
@@ -101,11 +159,17 @@ struct Prepared {
   HostKey host{};
   uint64_t visitorHash = 0;
   bool isPage = false;
+  bool pageNumbered = false;  // pageId is made
   ItemKey pageKey{};
+  uint32_t pageId = 0;
 };
 
 struct AudienceState {
-  Prepared prepared;
+  // Hits prepared and not yet counted, in the order they are counted: the
+  // pass prepares a hit while it counts the one before.
+  Prepared prepared[2];  // a ring: the next to count is prepared[preparedFirst]
+  int preparedFirst = 0;
+  int preparedCount = 0;
   PassResults* results = nullptr;
   bool visitors = false, pages = false, statusCodes = false, families = false, robots = false;
   bool byAgent = false;  // a section on that needs the browser text's number
@@ -116,11 +180,12 @@ struct AudienceState {
   size_t visitorCount = 0;
   TextIds hostIds;  // hosts that are not addresses
   TextIds pageIds;  // by the pages list's comparison and hash
-  std::vector<SideFigures> pageFigures;  // by page number
+  std::vector<PageFigures> pageFigures;  // by page number
   std::vector<AgentKeys> agentKeys;      // by browser text number
   TextIds robotIds;
   std::vector<SideFigures> robotFigures;  // by robot family number
   StatusKey statusKeys[kStatusKeys] = {};
+  std::vector<HeldMemo> held;  // the memos whose held count is not 0
 };
 
 AudienceState m;
@@ -137,9 +202,50 @@ ItemKey KnownKey(const char* text, uint32_t length, uint32_t hash, bool ignoreCa
   return ItemKey{text, length, hash, fold, fold};
 }
 
-void AddKnown(ItemList** list, int info, const char* text, uint32_t hash) {
-  add_item_key(list, m.info[info], KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false),
-               nullptr, nullptr);
+ItemList** ListOf(ListIndex list) {
+  PassResults* r = m.results;
+  ItemList** lists[] = {&r->pages,   &r->entryPages,       &r->exitPages, &r->statusCodes,
+                        &r->browserFamilies, &r->operatingSystems, &r->robots};
+  return lists[list];
+}
+
+NodeMemo& MemoOf(ListIndex list, uint32_t id);  // below, with the tables
+
+// Puts the held counts into their nodes.
+void CountHeld() {
+  for (const HeldMemo& h : m.held) {
+    NodeMemo& memo = MemoOf(h.list, h.id);
+    CountNodeAgain(*ListOf(h.list), memo.node, static_cast<int32_t>(memo.held));
+    memo.held = 0;
+  }
+  m.held.clear();
+}
+
+// Holds one more hit for the remembered node, when it is still valid.
+bool HoldForMemo(ListIndex list, uint32_t id, NodeMemo& memo) {
+  if (!memo.node || memo.reclaimed != m.info[list]->reclaimed) return false;
+  if (memo.held++ == 0) m.held.push_back({list, id});
+  return true;
+}
+
+// Counts key into a list through the node remembered for number id.
+void AddRemembered(ListIndex list, uint32_t id, NodeMemo& memo, const ItemKey& key) {
+  if (HoldForMemo(list, id, memo)) return;
+  // Making the node may reclaim nodes of this list first: the count is read
+  // after it.
+  memo.node = add_item_key(ListOf(list), m.info[list], key, nullptr, nullptr);
+  memo.reclaimed = m.info[list]->reclaimed;
+}
+
+void AddKnown(ListIndex list, uint32_t id, NodeMemo& memo, const char* text, uint32_t hash) {
+  if (HoldForMemo(list, id, memo)) return;
+  AddRemembered(list, id, memo, KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
+}
+
+// The key of a numbered page in the page lists.
+ItemKey PageKey(uint32_t id) {
+  return KnownKey(m.pageIds.Text(id), m.pageIds.Length(id), m.pageIds.Hash(id),
+                  m.pagesIgnoreCase);
 }
 
 uint32_t ListHash(const char* text, size_t length, bool ignoreCase) {
@@ -150,14 +256,32 @@ uint32_t ListHash(const char* text, size_t length, bool ignoreCase) {
 void EndVisit(Visitor& v, PassResults* r) {
   if (m.pages && (v.flags & kHasPage)) {
     uint32_t id = v.lastPage;
-    add_item_key(&r->exitPages, m.info[2],
-                 KnownKey(m.pageIds.Text(id), m.pageIds.Length(id), m.pageIds.Hash(id),
-                          m.pagesIgnoreCase),
-                 nullptr, nullptr);
+    AddRemembered(kExitPages, id, m.pageFigures[id].exit, PageKey(id));
     ++r->visitEnds;
   }
   r->visitSeconds += static_cast<double>(v.last) - v.visitStart;
   v.flags &= static_cast<uint8_t>(~kHasPage);
+}
+
+// The four bytes of a plain dotted IPv4 address ("10.0.0.1": four parts of
+// 0 to 255, no leading zeros), in the order inet_pton gives them.
+bool DottedAddress(std::string_view text, uint32_t* address) {
+  if (text.size() < 7 || text.size() > 15) return false;
+  unsigned char bytes[4];
+  size_t at = 0;
+  for (int part = 0; part < 4; ++part) {
+    if (part > 0 && (at >= text.size() || text[at++] != '.')) return false;
+    size_t first = at;
+    unsigned value = 0;
+    while (at < text.size() && at - first < 3 && text[at] >= '0' && text[at] <= '9')
+      value = value * 10 + static_cast<unsigned>(text[at++] - '0');
+    size_t digits = at - first;
+    if (digits == 0 || value > 255 || (digits > 1 && text[first] == '0')) return false;
+    bytes[part] = static_cast<unsigned char>(value);
+  }
+  if (at != text.size()) return false;
+  memcpy(address, bytes, 4);
+  return true;
 }
 
 // The host's hash, and its address when it is one; the hosts table's slot
@@ -168,9 +292,7 @@ HostKey HashHost(const char* hostText) {
   HostKey key{kAddressHost, 0, 0, text};
   // Only the plain dotted spelling ("10.0.0.1", no leading zeros) gives back
   // its four bytes, so a host kept as them is never merged with another.
-  in_addr address;
-  if (inet_pton(AF_INET, hostText ? hostText : "", &address) == 1) {
-    key.value = address.s_addr;
+  if (DottedAddress(text, &key.value)) {
     key.hash = static_cast<uint32_t>((key.value * 0xD6E8FEB86659FD93ULL) >> 32);
     return key;
   }
@@ -297,7 +419,7 @@ void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
     ++r->visitTotals.pages;
     if (m.pages) {
       if (!(v.flags & kHasPage)) {
-        add_item_key(&r->entryPages, m.info[1], page->key, nullptr, nullptr);
+        AddRemembered(kEntryPages, page->id, m.pageFigures[page->id].entry, page->key);
         v.flags |= kHasPage;
       }
       v.lastPage = page->id;
@@ -305,13 +427,16 @@ void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
   }
 }
 
+uint32_t NumberPage(const ItemKey& key) {
+  bool added = false;
+  uint32_t id = m.pageIds.Find(key.text, key.length, key.hash, m.pagesIgnoreCase, &added);
+  if (added) m.pageFigures.push_back({});
+  return id;
+}
+
 // Counts a page view in the pages list and its bytes beside it.
 void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
-  bool added = false;
-  page->id = m.pageIds.Find(page->key.text, page->key.length, page->key.hash, m.pagesIgnoreCase,
-                            &added);
-  if (added) m.pageFigures.push_back({});
-  add_item_key(&r->pages, m.info[0], page->key, nullptr, nullptr);
+  AddRemembered(kPages, page->id, m.pageFigures[page->id].page, page->key);
   ++r->pageViews;
   m.pageFigures[page->id].bytes += static_cast<uint32_t>(hit->bytes);
 }
@@ -319,14 +444,28 @@ void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
 // The key of the hit's page text as Top URLs would list it (the URL up to
 // its query unless queries are shown), when the URL is a page; the slots
 // where it will be counted are requested.
-bool PageOf(const LogHit* hit, ItemKey* key) {
-  if (!IsPageUrl(hit->url)) return false;
+bool PageOf(const LogHit* hit, const ItemKey* urlKey, ItemKey* key) {
   const char* url = hit->url;
-  size_t length = !m.pages ? 0 : m.showQuery ? strlen(url) : strcspn(url, "?\"");
-  if (m.pages) {
+  // The Top URLs key ends where the file-type filter stops looking (it holds
+  // no '?'), unless it ends at a quote: the type is what follows its last
+  // '.' after its last '/'.
+  bool page;
+  if (urlKey && !m.showQuery && url[urlKey->length] != '"') {
+    size_t i = urlKey->length;
+    while (i > 0 && url[i - 1] != '.' && url[i - 1] != '/') --i;
+    page = i == 0 || url[i - 1] == '/' ||
+           IsPageType(std::string_view(url + i - 1, urlKey->length - i + 1));
+  } else {
+    page = IsPageUrl(url);
+  }
+  if (!page) return false;
+  if (m.pages && urlKey) {
+    *key = *urlKey;
+    m.pageIds.Prefetch(key->hash);
+  } else if (m.pages) {
+    size_t length = m.showQuery ? strlen(url) : strcspn(url, "?\"");
     *key = MakeItemKey(nullptr, url, length, m.pagesIgnoreCase ? 1 : 0);
     m.pageIds.Prefetch(key->hash);
-    PrefetchItemSlot(m.results->pages, *key);
   }
   return true;  // an empty text ("?query") is a page view that no list shows
 }
@@ -336,23 +475,24 @@ void CountStatus(const LogHit* hit, PassResults* r) {
   if (code < 0 || code >= kStatusKeys) {
     char text[16];
     snprintf(text, sizeof text, "%d", code);
-    AddTo(&r->statusCodes, 3, text);
+    AddTo(&r->statusCodes, kStatusCodes, text);
   } else {
     StatusKey& k = m.statusKeys[code];
     if (!k.hash) {
       snprintf(k.text, sizeof k.text, "%d", code);
       k.hash = ListHash(k.text, strlen(k.text), false);
     }
-    AddKnown(&r->statusCodes, 3, k.text, k.hash);
+    AddKnown(kStatusCodes, static_cast<uint32_t>(code), k.node, k.text, k.hash);
   }
   ++r->statusHits;
 }
 
 // The list hashes and the robot number of a browser text, made once.
-const AgentKeys& KeysOfAgent(uint32_t id, const AgentClass& what) {
+AgentKeys& KeysOfAgent(uint32_t id) {
+  if (id < m.agentKeys.size() && m.agentKeys[id].made) return m.agentKeys[id];
   if (id >= m.agentKeys.size()) m.agentKeys.resize(id + 1);
   AgentKeys& k = m.agentKeys[id];
-  if (k.made) return k;
+  const AgentClass& what = ClassifyAgentId(id);
   k.made = true;
   k.browser = ListHash(what.browser, strlen(what.browser), false);
   k.system = ListHash(what.system, strlen(what.system), false);
@@ -365,6 +505,39 @@ const AgentKeys& KeysOfAgent(uint32_t id, const AgentClass& what) {
     if (added) m.robotFigures.push_back({});
   }
   return k;
+}
+
+// Counts a browser text's family, system or robot into its list.
+void AddAgentClass(ListIndex list, uint32_t id, NodeMemo& memo, uint32_t hash) {
+  if (HoldForMemo(list, id, memo)) return;
+  const AgentClass& what = ClassifyAgentId(id);
+  const char* text = list == kFamilies ? what.browser : list == kSystems ? what.system : what.robot;
+  AddRemembered(list, id, memo, KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
+}
+
+// Numbers the page of the hit that is counted next, when a person asked for
+// it, and requests its figures, so that they are at hand then.
+void NumberNextPage() {
+  if (!m.pages || m.preparedCount == 0) return;
+  Prepared& p = m.prepared[m.preparedFirst];
+  if (!p.isPage || p.pageNumbered) return;
+  if (m.robots && KeysOfAgent(p.agentId).robotId >= 0) return;
+  p.pageId = NumberPage(p.pageKey);
+  p.pageNumbered = true;
+  __builtin_prefetch(&m.pageFigures[p.pageId]);
+}
+
+NodeMemo& MemoOf(ListIndex list, uint32_t id) {
+  switch (list) {
+    case kPages: return m.pageFigures[id].page;
+    case kEntryPages: return m.pageFigures[id].entry;
+    case kExitPages: return m.pageFigures[id].exit;
+    case kStatusCodes: return m.statusKeys[id].node;
+    case kFamilies: return m.agentKeys[id].browserNode;
+    case kSystems: return m.agentKeys[id].systemNode;
+    case kRobots: break;
+  }
+  return m.agentKeys[id].robotNode;
 }
 
 }  // namespace
@@ -385,70 +558,80 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   m.pagesIgnoreCase = !s->findCaseSensitive;
   m.showQuery = s->showQuery != 0;
   if (m.pages) {
-    init_list(&r->pages, &m.info[0], "Pages");
-    init_list(&r->entryPages, &m.info[1], "Entry Pages");
-    init_list(&r->exitPages, &m.info[2], "Exit Pages");
+    init_list(&r->pages, &m.info[kPages], "Pages");
+    init_list(&r->entryPages, &m.info[kEntryPages], "Entry Pages");
+    init_list(&r->exitPages, &m.info[kExitPages], "Exit Pages");
   }
-  if (m.statusCodes) init_list(&r->statusCodes, &m.info[3], "Status Codes");
+  if (m.statusCodes) init_list(&r->statusCodes, &m.info[kStatusCodes], "Status Codes");
   if (m.families) {
-    init_list(&r->browserFamilies, &m.info[4], "Browser Families");
-    init_list(&r->operatingSystems, &m.info[5], "Operating Systems");
+    init_list(&r->browserFamilies, &m.info[kFamilies], "Browser Families");
+    init_list(&r->operatingSystems, &m.info[kSystems], "Operating Systems");
   }
-  if (m.robots) init_list(&r->robots, &m.info[6], "Robots");
+  if (m.robots) init_list(&r->robots, &m.info[kRobots], "Robots");
   m.results = r;
+  smart_memory_before_reclaim(CountHeld);
 }
 
-void PrepareAudienceHit(const LogHit* hit, const char* loggedHost) {
-  Prepared& p = m.prepared;
+void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey,
+                        const ItemKey* agentKey) {
+  if (m.preparedCount == 2) m.preparedCount = 0;  // not counted after all: forget them
+  Prepared& p = m.prepared[(m.preparedFirst + m.preparedCount++) & 1];
   p.hit = hit;
-  p.agentId = m.byAgent ? AgentId(hit->agent) : 0;
+  p.isPage = p.pageNumbered = false;
+  p.agentId = !m.byAgent ? 0 : agentKey ? AgentIdOfKey(*agentKey) : AgentId(hit->agent);
   if (m.visitors || m.pages) {
     p.host = HashHost(loggedHost);
     p.visitorHash = PrefetchVisitor(p.host, p.agentId);
   }
-  if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, &p.pageKey);
+  if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, urlKey, &p.pageKey);
 }
 
 void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedHost,
                       PassResults* r) {
-  if (m.prepared.hit != hit) PrepareAudienceHit(hit, loggedHost);
-  m.prepared.hit = nullptr;
-  uint32_t agentId = m.prepared.agentId;
-  HostKey& host = m.prepared.host;
-  uint64_t visitorHash = m.prepared.visitorHash;
-  // The page's node is requested while the hit's other figures are counted.
-  if (m.pages && m.prepared.isPage) PrefetchItemNode(r->pages, m.prepared.pageKey);
+  if (m.preparedCount == 0 || m.prepared[m.preparedFirst].hit != hit) {
+    m.preparedCount = 0;
+    PrepareAudienceHit(hit, loggedHost, nullptr, nullptr);
+  }
+  // Nothing prepares a hit until this one is counted.
+  const Prepared& prepared = m.prepared[m.preparedFirst];
+  m.preparedFirst ^= 1;
+  --m.preparedCount;
+  uint32_t agentId = prepared.agentId;
+  HostKey host = prepared.host;
+  uint64_t visitorHash = prepared.visitorHash;
   if (m.statusCodes) CountStatus(hit, r);
   if (!m.byAgent) return;
-  const AgentClass* agent = nullptr;
-  const AgentKeys* keys = nullptr;
-  if (m.families || m.robots) {
-    agent = &ClassifyAgentId(agentId);
-    keys = &KeysOfAgent(agentId, *agent);
-  }
+  AgentKeys* keys = m.families || m.robots ? &KeysOfAgent(agentId) : nullptr;
   if (m.families) {
-    AddKnown(&r->browserFamilies, 4, agent->browser, keys->browser);
-    AddKnown(&r->operatingSystems, 5, agent->system, keys->system);
+    AddAgentClass(kFamilies, agentId, keys->browserNode, keys->browser);
+    AddAgentClass(kSystems, agentId, keys->systemNode, keys->system);
     ++r->agentHits;
   }
   if (!m.visitors && !m.pages && !m.robots) return;
-  PageView page{m.prepared.pageKey, 0};
-  bool isPage = m.prepared.isPage;
+  PageView page{prepared.pageKey, 0};
+  bool isPage = prepared.isPage;
   if (m.robots && keys->robotId >= 0) {
-    AddKnown(&r->robots, 6, agent->robot, keys->robot);
+    AddAgentClass(kRobots, agentId, keys->robotNode, keys->robot);
     ++r->robotHits;
     SideFigures& f = m.robotFigures[keys->robotId];
     if (isPage) ++f.pages;
     f.bytes += static_cast<uint32_t>(hit->bytes);
+    NumberNextPage();
     return;  // people only from here on
   }
-  if (m.pages && isPage) CountPage(hit, &page, r);
+  if (!m.visitors && !m.pages) return;
+  if (m.pages && isPage) {
+    page.id = prepared.pageNumbered ? prepared.pageId : NumberPage(page.key);
+    CountPage(hit, &page, r);
+  }
   CountVisit(hit, host, agentId, visitorHash, isPage ? &page : nullptr, r);
+  NumberNextPage();
 }
 
 void AudienceFinish(PassResults* r) {
   for (Visitor& v : m.visitorTable)
     if (v.tag) EndVisit(v, r);
+  CountHeld();
 }
 
 void AudienceFree(PassResults* r) {
@@ -457,9 +640,12 @@ void AudienceFree(PassResults* r) {
     destroy(*list);
     *list = nullptr;
   }
+  smart_memory_before_reclaim(nullptr);
   for (ListInfo*& info : m.info) info = nullptr;
   m.results = nullptr;
-  m.prepared = {};
+  m.held = {};
+  for (Prepared& p : m.prepared) p = {};
+  m.preparedFirst = m.preparedCount = 0;
   m.visitorTable.Release();
   m.visitorCount = 0;
   m.hostIds.Clear();
@@ -474,17 +660,7 @@ void AudienceFree(PassResults* r) {
 
 // The extension is what the file-type filter finds in the URL's first 243
 // characters.
-bool IsPageUrl(const char* url) {
-  static constexpr std::string_view kPageTypes[] = {"html", "htm", "shtml", "php", "asp",
-                                                    "aspx", "jsp", "cgi",   "pl"};
-  std::string_view type = FileTypeOf(url, strnlen(url, kWorkSize - 1));
-  if (type.empty()) return true;  // no extension
-  type.remove_prefix(1);          // the dot
-  for (std::string_view known : kPageTypes)
-    if (type.size() == known.size() && strncasecmp(type.data(), known.data(), type.size()) == 0)
-      return true;
-  return false;
-}
+bool IsPageUrl(const char* url) { return IsPageType(FileTypeOf(url, strnlen(url, kWorkSize - 1))); }
 
 double PageBytes(const char* page) {
   size_t length = strlen(page);
@@ -503,8 +679,9 @@ void RobotFigures(const char* family, int32_t* pages, double* bytes) {
 
 long AudienceMemoryBytes() {
   return static_cast<long>(m.visitorTable.Bytes()) + m.hostIds.Bytes() + m.pageIds.Bytes() + m.robotIds.Bytes() +
-         static_cast<long>(m.pageFigures.capacity() * sizeof(SideFigures) +
+         static_cast<long>(m.pageFigures.capacity() * sizeof(PageFigures) +
                            m.robotFigures.capacity() * sizeof(SideFigures) +
-                           m.agentKeys.capacity() * sizeof(AgentKeys)) +
+                           m.agentKeys.capacity() * sizeof(AgentKeys) +
+                           m.held.capacity() * sizeof(HeldMemo)) +
          AgentsMemoryBytes();
 }

@@ -9,6 +9,7 @@
 struct StatsFields;
 struct PassResults;
 struct LogHit;
+struct ItemKey;
 
 // True when any of these sections is on; a pass without them never calls
 // the functions below.
@@ -18,10 +19,15 @@ bool AudienceWanted(const StatsFields* settings);
 // the catalogue, and forgets the visitors of an earlier pass.
 void AudienceStart(const StatsFields* settings, PassResults* results);
 
-// Starts on a hit that may be counted: numbers its browser text and
-// requests its visitor's slot, so that the wait for memory overlaps the
-// hit's other counting.  Optional; CountAudienceHit does it when not done.
-void PrepareAudienceHit(const LogHit* hit, const char* loggedHost);
+// Starts on a hit that will be counted: numbers its browser text and
+// requests its visitor's slot, so that the wait for memory overlaps other
+// work.  Hits are counted in the order they are prepared, at most two ahead;
+// optional, CountAudienceHit does it when not done.  urlKey and agentKey are
+// the hit's keys in Top URLs and Browsers when those lists are on, else null:
+// a page's key is its Top URLs key, and a browser text is numbered by the
+// hash of its Browsers key.
+void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey,
+                        const ItemKey* agentKey);
 
 // Counts one hit.  loggedHost is the host as logged, before any lookup.
 void CountAudienceHit(const StatsFields* settings, const LogHit* hit, const char* loggedHost,

@@ -987,9 +987,9 @@ ListItem* add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, cons
   return node;
 }
 
-void count_item_again(ItemList* list, ListItem* node) {
-  node->count = Add32(node->count, 1);
-  list->total = Add32(list->total, 1);
+void CountNodeAgain(ItemList* list, ListItem* node, int32_t n) {
+  node->count = Add32(node->count, n);
+  list->total = Add32(list->total, n);
 }
 
 ListItem* SortList(ItemList* list) {

@@ -80,10 +80,10 @@ void* ListNodeMemory(size_t bytes);
 ListItem* add_item_key(ItemList** list, ListInfo* info, const ItemKey& key, const char* secondary,
                   ListItem* parent);
 
-// Counts one more occurrence of a node that add_item_key returned for list
-// and that smart memory has not freed since (its ListInfo's `reclaimed` is
-// unchanged): what add_item_key does for a text already counted.
-void count_item_again(ItemList* list, ListItem* node);
+// Counts n more occurrences of node, a node of list that add_item_key
+// returned and smart memory has not freed since (ListInfo::reclaimed
+// unchanged): what n calls of add_item_key for its text would do.
+void CountNodeAgain(ItemList* list, ListItem* node, int32_t n);
 
 // Reorders the list by count and returns its first node (null when empty);
 // the chain continues through ListItem::next.  The list takes no more items.

@@ -31,6 +31,7 @@ int mReclaimSize = 0;
 int mMaxBytesToAllocate = 0;
 int mRefusalsForTesting = 0;       // memory requests still to refuse
 ListItem* mpBatch[kBatchCapacity];  // victims of the current reclamation step
+void (*mpBeforeReclaim)() = nullptr;
 
 // Wrapping 32-bit arithmetic, as the statistics behave on a 32-bit platform.
 int32_t Add32(int32_t a, int32_t b) {
@@ -137,7 +138,10 @@ void* smart_alloc(size_t size, ListInfo* info, ListItem* parent, size_t realSize
   return memory;
 }
 
+void smart_memory_before_reclaim(void (*flush)()) { mpBeforeReclaim = flush; }
+
 void smart_free(ListItem* protectedNode) {
+  if (mpBeforeReclaim) mpBeforeReclaim();
   int32_t target = Mul32(mReclaimSize, 1024);
   int32_t freed = 0;
   while (target > 0) {
@@ -168,6 +172,7 @@ void smart_memory_reset_for_testing() {
   mReclaimSize = 0;
   mMaxBytesToAllocate = 0;
   mRefusalsForTesting = 0;
+  mpBeforeReclaim = nullptr;
 }
 
 void smart_memory_refuse_allocations_for_testing(int count) { mRefusalsForTesting = count; }

@@ -32,6 +32,11 @@ void* smart_alloc(size_t size, ListInfo* info, ListItem* parent, size_t realSize
 // floor of 0 or less.
 void smart_free(ListItem* protectedNode);
 
+// A function that smart_free calls before it frees anything, so that counts
+// a module holds back reach their list nodes first (reclamation chooses by
+// count); null for none.
+void smart_memory_before_reclaim(void (*flush)());
+
 // A malloc'ed copy of text (the caller frees it), or null; reclaims once
 // when the copy fails.  Not accounted.
 char* smart_strdup(const char* text);

@@ -7,7 +7,7 @@
 namespace ll {
 namespace {
 
-bool Small(size_t bytes) { return bytes < kHugePageBytes / 8; }
+bool Small(size_t bytes) { return bytes < kHugePageBytes; }
 size_t Rounded(size_t bytes) { return (bytes + kHugePageBytes - 1) & ~(kHugePageBytes - 1); }
 
 }  // namespace

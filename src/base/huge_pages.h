@@ -11,8 +11,10 @@ constexpr size_t kHugePageBytes = size_t{2} << 20;
 
 // Maps bytes (rounded up to whole huge pages) at a huge-page boundary,
 // zeroed; nullptr when the system refuses.  Only what is returned stays
-// mapped, so that address-space limits see what is used.  A request below an
-// eighth of a huge page would not pay for one: it gets plain pages.
+// mapped, so that address-space limits see what is used.  A request below a
+// huge page would not pay for one (the whole page is zeroed when first
+// touched, and the address cache reaches that far with plain pages): it gets
+// plain pages.
 void* MapHugeAligned(size_t bytes);
 // Gives back a mapping of MapHugeAligned, with the bytes it was asked for.
 void UnmapHugeAligned(void* memory, size_t bytes);

@@ -36,4 +36,21 @@ TEST(Agents, RulesAnswerTheSameOnceCompiledToMachineCode) {
   EXPECT_EQ(interpreted[4], "GeoEvent Server 10|LG 2013|");
 }
 
+// A rule is tried only on texts that hold its required text, so that text
+// must be in every match: whatever is not plainly a fixed byte ends it.
+TEST(Agents, RequiredTextIsInEveryMatch) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"(Firefox)/(\\d+)", "Firefox/"},         {"Windows ?Mobile", "Windows"},
+      {"ab+cd", "ab"},                          {"xa{0,2}bc", "bc"},
+      {"ab{2}c", "ab"},                         {"(?:ab)?cd", "cd"},
+      {"(?:abc)+d", "abc"},                     {"Gecko/18\\.0 Firefox", "Gecko/18.0 Firefox"},
+      {"a(?:bb|cc)dd", "dd"},                   {"^.{0,9}(?=ab)cd[ef]g", "cd"},
+      {"ab\\d+cd{x", "cd{x"},                   {"Tizen|Bada", ""},
+      {"\\x41bcd", ""},                         {"(?i)abc", ""},
+      {"[[:alpha:]]xyz", ""},                   {"(abc", ""},
+      {"[]a]bc", "bc"},                         {"abc[de", ""},
+  };
+  for (const auto& [regex, required] : cases) EXPECT_EQ(RequiredText(regex), required) << regex;
+}
+
 }  // namespace

@@ -1,12 +1,14 @@
 // Counting rules of the visitor, visit and page sections, checked through
 // the whole analysis pass over small logs.
 #include <cstdio>
+#include <map>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "analysis/analysis.h"
 #include "analysis/audience.h"
+#include "analysis/list.h"
 #include "analysis/pass_results.h"
 #include "analysis/text_ids.h"
 #include "support/fixtures.h"
@@ -29,7 +31,7 @@ class Audience : public SettingsTest {
   // Runs the pass over a log of the hits with visitors, pages and (when
   // asked) robots on; keeps the totals, the first two days and the summed
   // length of the visits.
-  void Count(const std::vector<Hit>& hits, bool robots = false) {
+  void Count(const std::vector<Hit>& hits, bool robots = false, bool smallMemory = false) {
     testing_support::TempDir dir;
     std::string log;
     char line[512];
@@ -46,12 +48,19 @@ class Audience : public SettingsTest {
     settings.dateStart.set("01012024"), settings.dateEnd.set("01022024");
     settings.logs.set(dir.file("*.log").c_str());
     settings.visitors.show = settings.pages.show = 1, settings.robots.show = robots;
+    if (smallMemory) {  // room for 2000 nodes; a reclamation frees 400
+      settings.smartMemoryEnabled = 1, settings.smartMemoryMaxMemory = 500;
+      settings.smartMemoryKeepEntries = 10, settings.smartMemoryReclaimSize = 100;
+    }
     PassResults* r = RunAnalysisPass(&settings);
     ASSERT_NE(r, nullptr);
+    pageViews.clear();
+    for (ListItem* node = SortList(r->pages); node; node = node->next) pageViews[node->item] = node->count;
     totals = r->visitTotals, day0 = r->visitDays[0], day1 = r->visitDays[1], seconds = r->visitSeconds;
     FreeAnalysisPass();
   }
   PassResults::VisitFigures totals{}, day0{}, day1{};
+  std::map<std::string, int32_t> pageViews;
   double seconds = 0;
 };
 
@@ -107,6 +116,8 @@ TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
       {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.1", 5, "/", kChrome}}, 2, false},  // two browsers
       {{{"10.0.0.1", 0, "/", "-"}, {"10.0.0.1", 5, "/", kFirefox}}, 2, false},     // no browser text is a text
       {{{"10.0.0.1", 0, "/", kFirefox}, {"10.0.0.01", 5, "/", kFirefox}, {"10.0.0.1", 7, "/", kFirefox}}, 2, false},
+      {{{"10.0.0.0", 0, "/", kFirefox}, {"10.0.0.256", 5, "/", kFirefox}, {"10.0.0.1", 7, "/", kFirefox},
+        {"10.0.0.1a", 9, "/", kFirefox}}, 4, false},  // not addresses: never taken for one
       {{{"a.example.com", 0, "/", kFirefox}, {"a.example.co", 5, "/", kFirefox}, {com.c_str(), 9, "/", kFirefox},
         {org.c_str(), 9, "/", kFirefox}, {com.c_str(), 12, "/", kFirefox}}, 4, false},  // long hosts met again
       {{{"10.0.0.1", 0, "/", kFirefox}, {"66.249.66.1", 5, "/", kBot}}, 1, true},
@@ -137,6 +148,23 @@ TEST_F(Audience, APageEndsInASlashHasNoExtensionOrAPageExtension) {
   Count(hits);
   EXPECT_EQ(totals.pages, pages);
   EXPECT_EQ(totals.hits, static_cast<int32_t>(hits.size()));
+}
+
+// Smart memory frees the least-viewed pages by their full counts, and a
+// page it freed counts afresh when viewed again.
+TEST_F(Audience, SmartMemoryChoosesPagesByTheirWholeCounts) {
+  std::vector<Hit> hits = {{"10.0.0.1", 0, "/a", kFirefox}, {"10.0.0.1", 1, "/a", kFirefox},
+                           {"10.0.0.1", 2, "/a", kFirefox}, {"10.0.0.1", 3, "/b", kFirefox}};
+  std::vector<std::string> once(2100);
+  for (size_t i = 0; i < once.size(); ++i) {
+    once[i] = "/p" + std::to_string(i);
+    hits.push_back({"10.0.0.1", static_cast<int>(4 + i), once[i].c_str(), kFirefox});
+  }
+  hits.push_back({"10.0.0.1", 3000, "/b", kFirefox});
+  Count(hits, false, true);
+  EXPECT_LT(pageViews.size(), once.size());
+  EXPECT_EQ(pageViews["/a"], 3);
+  EXPECT_EQ(pageViews["/b"], 1);
 }
 
 }  // namespace
