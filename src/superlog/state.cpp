@@ -16,6 +16,15 @@ namespace {
 constexpr uint32_t kSuperLongUnit = 1000000000u;
 }
 
+bool ProcessorHasAvx2() {
+#if defined(__x86_64__) && defined(__GNUC__)
+  __builtin_cpu_init();  // may run among the static initialisers
+  return __builtin_cpu_supports("avx2");
+#else
+  return false;
+#endif
+}
+
 // Adds amount to the counter.  The second word keeps the remainder; it is
 // carried into the first word only when it goes above 10^9, so a sum of
 // exactly 10^9 stays in the second word.

@@ -66,7 +66,14 @@ inline constexpr int32_t kFieldMax = 243;
 // kept (SuperLog_KeepHit), then into the other.
 extern char mLineBufs[2][kLineBufSize];
 
+// True on a processor with AVX2, where field and line ends are searched for
+// 32 bytes at a time.
+bool ProcessorHasAvx2();
+
 struct SuperLogState {
+  // --- the wide searches (tests switch them off to check the narrow ones)
+  bool mWideSearch = ProcessorHasAvx2();
+
   // --- discovery and the list of logs
   LogSummaryItem* mpLogsRoot = nullptr;
   LogSummaryItem* mpCurLogSummary = nullptr;

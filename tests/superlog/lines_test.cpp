@@ -34,19 +34,22 @@ std::string ParseText(const std::string& text) {
 
 // log_formats.txt holds, per log format, a log and the hits it must give,
 // under "=== name|date order|log format" (either setting may be empty).
+// Each is read with the searches this processor has and with the narrow ones.
 TEST_F(ReaderTest, EveryLogFormat) {
   const std::string all = testing_support::ReadFile(testing_support::SourceDir() + "/tests/superlog/log_formats.txt");
   int formats = 0;
-  for (size_t at = all.find("\n=== "), next; at != std::string::npos; at = next, ++formats) {
+  for (bool narrow : {false, true})
+  for (size_t at = all.find("\n=== "), next; at != std::string::npos; at = next, formats += !narrow) {
     next = all.find("\n=== ", at + 1);
     const size_t eol = all.find('\n', at + 1), split = all.find("--- hits\n", eol);
     const std::string name = all.substr(at + 5, eol - at - 5);
     const size_t bar = name.find('|'), bar2 = name.find('|', bar + 1);
     SuperLog_ResetForTesting();
+    mState.mWideSearch = mState.mWideSearch && !narrow;
     SuperLog_SetDateFormat(name.substr(bar + 1, bar2 - bar - 1).c_str(), kSourceForm);  // an empty one sets nothing
     SuperLog_SetLogFormat(name.substr(bar2 + 1).c_str(), kSourceGlobal);
     if (bar2 + 1 < name.size()) SuperLog_SetLogFormat("C", kSourceForm);  // a lower source never replaces it
-    EXPECT_EQ(ParseText(all.substr(eol + 1, split - eol - 1)), all.substr(split + 9, next - split - 8)) << name;
+    EXPECT_EQ(ParseText(all.substr(eol + 1, split - eol - 1)), all.substr(split + 9, next - split - 8)) << name << narrow;
   }
   EXPECT_EQ(formats, 14);
 }
@@ -68,6 +71,7 @@ TEST_F(ReaderTest, LinesAndByteCountsMatchAByteByByteBlockReader) {
     if (rng() % 2) text.resize(target);
     testing_support::WriteFile(dir.file("log"), text);
     SuperLog_ResetForTesting();
+    mState.mWideSearch = mState.mWideSearch && round % 2;  // the narrow line-end search in every other round
     mState.mhFile = fopen(dir.file("log").c_str(), "rb");
     const int stopAfter = rng() % 4 ? INT_MAX : static_cast<int>(rng() % 200);  // abandoned early
     for (size_t n = 0, pos = 0; n <= static_cast<size_t>(stopAfter); ++n) {
