@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,50 @@ TEST(Agents, RequiredTextIsInEveryMatch) {
       {"[]a]bc", "bc"},                         {"abc[de", ""},
   };
   for (const auto& [regex, required] : cases) EXPECT_EQ(RequiredText(regex), required) << regex;
+}
+
+// The rules' own test cases (uap-core ships them): every browser text that
+// a log can hold gets the family and major version of browser and system
+// that the rules' authors wrote down.
+TEST(Agents, FamiliesAgreeWithTheRulesOwnTestCases) {
+  auto value = [](const std::string& line) {  // a YAML scalar: quoted ('' or \") or plain
+    std::string v = line.substr(line.find(':') + 1);
+    v.erase(0, v.find_first_not_of(' '));
+    if (v.empty() || (v[0] != '\'' && v[0] != '"')) return v;
+    std::string out;
+    for (size_t i = 1; i + 1 < v.size(); ++i) out += (v[i] == v[0] || (v[0] == '"' && v[i] == '\\')) ? v[++i] : v[i];
+    return out;
+  };
+  for (const auto& [file, system] : {std::pair{"test_ua.yaml", false}, {"test_os.yaml", true}}) {
+    std::ifstream in(std::string("/usr/share/uap-core/tests/") + file);
+    ASSERT_TRUE(in) << "uap-core's tests are installed with the rules";
+    std::string agent, family;
+    int cases = 0, wrong = 0;
+    for (std::string line; std::getline(in, line);) {
+      if (line.find("user_agent_string:") != std::string::npos) agent = value(line);
+      if (line.find(" family:") != std::string::npos) family = value(line);
+      if (line.find(" major:") == std::string::npos || agent.size() > 243) continue;  // the log reader cuts longer texts
+      const std::string major = value(line), expected = major.empty() ? family : family + " " + major;
+      const AgentClass& c = ClassifyAgent(agent.c_str());
+      ++cases;
+      if ((system ? c.system : c.browser) != expected.substr(0, 63) && ++wrong < 10)
+        ADD_FAILURE() << agent << "\n  " << (system ? c.system : c.browser) << " / " << expected;
+    }
+    EXPECT_GT(cases, 400);
+    EXPECT_EQ(wrong, 0) << file << " " << cases;
+  }
+  // Robots are the texts whose device the rules call a spider.
+  std::ifstream in("/usr/share/uap-core/tests/test_device.yaml");
+  std::string agent;
+  int robots = 0;
+  for (std::string line; std::getline(in, line);) {
+    if (line.find("user_agent_string:") != std::string::npos) agent = value(line);
+    if (line.find(" family:") == std::string::npos || agent.size() > 243) continue;
+    const bool spider = value(line) == "Spider";
+    robots += spider;
+    EXPECT_EQ(ClassifyAgent(agent.c_str()).robot[0] != 0, spider) << agent;
+  }
+  EXPECT_GT(robots, 50);
 }
 
 }  // namespace
