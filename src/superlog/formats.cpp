@@ -168,12 +168,6 @@ __attribute__((target("avx2"))) char* FindFieldStopWide(char* p, char delim) {
   while (*p && *p != delim && *p != '"') ++p;
   return p;
 }
-
-bool HasAvx2() {
-  __builtin_cpu_init();  // this runs among the static initialisers
-  return __builtin_cpu_supports("avx2");
-}
-const bool mWideSearch = HasAvx2();
 #endif
 
 // The first byte at or after p that is delim, a double quote or the line's
@@ -182,7 +176,7 @@ const bool mWideSearch = HasAvx2();
 // never matter: the first match ends the search).
 char* FindFieldStop(char* p, char delim) {
 #if defined(__x86_64__) && defined(__GNUC__)
-  if (mWideSearch && p >= mState.mLineBuf) return FindFieldStopWide(p, delim);
+  if (mState.mWideSearch && p >= mState.mLineBuf) return FindFieldStopWide(p, delim);
 #endif
   if (p >= mState.mLineBuf) {
 #if defined(__SSE2__)

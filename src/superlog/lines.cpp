@@ -43,18 +43,12 @@ __attribute__((target("avx2"))) char* FindLineEndWide(char* p, char* last) {
   }
   return nullptr;
 }
-
-bool HasAvx2() {
-  __builtin_cpu_init();  // this runs among the static initialisers
-  return __builtin_cpu_supports("avx2");
-}
-const bool mWideLineSearch = HasAvx2();
 #endif
 
 // First CR or LF in [p, last), or null.
 inline char* FindLineEnd(char* p, char* last) {
 #if defined(__x86_64__) && defined(__GNUC__)
-  if (mWideLineSearch) return FindLineEndWide(p, last);
+  if (mState.mWideSearch) return FindLineEndWide(p, last);
 #endif
   const size_t avail = static_cast<size_t>(last - p);
   char* lf = static_cast<char*>(memchr(p, '\n', avail));
