@@ -342,6 +342,11 @@ uint32_t AgentIdOfKey(const ItemKey& key) {
   return id;
 }
 
+bool AgentIdIs(uint32_t id, const char* agent, size_t length) {
+  return id < m.ids.size() && m.ids.Length(id) == length &&
+         memcmp(m.ids.Text(id), agent, length) == 0;
+}
+
 uint32_t AgentId(const char* agent) {
   if (!agent) agent = "";
   return AgentIdOfKey(MakeItemKey(nullptr, agent, strnlen(agent, kMaxAgent), 0));

@@ -2,6 +2,7 @@
 // by the user-agent rules of Debian's uap-core package.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -21,6 +22,10 @@ uint32_t AgentId(const char* agent);
 // The same for a text whose key in a list counted with strcmp was made
 // already (MakeItemKey): its hash is reused.
 uint32_t AgentIdOfKey(const ItemKey& key);
+// Whether id numbers the browser text agent (length bytes, as cut for
+// AgentId): cheaper than numbering the text again when its number is known
+// to be likely.
+bool AgentIdIs(uint32_t id, const char* agent, size_t length);
 
 // Classifies the text of an id; each is matched once per run and the answer
 // remembered.  The first call compiles the rules.  The reference stays

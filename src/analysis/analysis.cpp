@@ -22,6 +22,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "analysis/agents.h"
 #include "analysis/audience.h"
 #include "analysis/dns_cache.h"
 #include "analysis/filters.h"
@@ -29,6 +30,7 @@
 #include "analysis/pass_results.h"
 #include "analysis/search_phrases.h"
 #include "analysis/smart_memory.h"
+#include "analysis/text_ids.h"
 #include "analysis/wildmat.h"
 #include "base/fixed_text.h"
 #include "base/globals.h"
@@ -102,6 +104,9 @@ struct HostMemo {
   Remembered browser;
   Remembered domainNode;
   Remembered typeNode;
+  // The number (AgentId) of the host's last browser text, plus one; 0 for
+  // none yet.  Checked against the hit's text before use.
+  uint32_t agentIdPlusOne = 0;
   char host[kMemoTextSize];
   char domainText[kMemoTextSize];
   char typeText[kMemoTextSize];
@@ -115,6 +120,7 @@ struct AnalysisState {
   bool findIsPrefix = false;  // find is a plain prefix test of the URL itself
   bool anySectionCounts = false;
   bool audience = false;  // a section named by keyword is on
+  bool audienceAgents = false;  // one of them needs each hit's browser-text number
   bool hostFilterOn = false;
   bool fileTypeFilterOn = false;
   int lookupMode = kNoLookup;
@@ -222,6 +228,7 @@ void InitLists(const StatsFields* settings) {
   DNSLookup_Init();
   for (int i = 0; i < kListCount; ++i) init_list(ListHead(i), &mPass.info[i], ListTitle(i));
   mPass.audience = AudienceWanted(settings);
+  mPass.audienceAgents = mPass.audience && AudienceNeedsAgents(settings);
   if (mPass.audience) AudienceStart(settings, &mPass.results);
 }
 
@@ -508,6 +515,8 @@ struct HitKeys {
   char* hostWork = nullptr;   // where the host is cut: its own buffer per hit in flight
   bool hostIsIpv6 = false;    // known once the host is cut
   HostMemo* memo = nullptr;   // the host's memo entry, when its keys came from one
+  uint32_t hostHash = 0;      // the host's hash, when the memo was searched for it
+  int64_t agentId = -1;       // the browser text's number, when the memo knew it
 };
 
 // In hostWork, a memo's domain starts at 0 and its type at kMemoTypeAt.
@@ -525,7 +534,8 @@ void KeyHost(const StatsFields* s, const char* host, HitKeys* keys) {
     keys->domainCut = CutDomain(s, host, &keys->domain, work, &keys->hostIsIpv6);
     return;
   }
-  const uint32_t h = MakeItemKey(nullptr, host, n, 0).hash;
+  const uint32_t h = TextHash(host, n);
+  keys->hostHash = h;
   HostMemo& m = mHostMemo[h % kHostMemoSize];
   if (m.hostHash == h && m.hostLength == n && memcmp(m.host, host, n) == 0) {
     memcpy(work, m.domainText, kMemoTextSize);
@@ -563,8 +573,18 @@ void KeyHost(const StatsFields* s, const char* host, HitKeys* keys) {
   m.hostLength = static_cast<uint32_t>(n);
   m.ipv6 = keys->hostIsIpv6;
   m.browser = m.domainNode = m.typeNode = Remembered{};
+  m.agentIdPlusOne = 0;
   m.hostHash = h;
   keys->memo = &m;
+}
+
+// The number of the hit's browser text, when the host memo has it: a host
+// keeps its browser, and comparing the text is cheaper than hashing it.
+void AgentIdFromMemo(const char* agent, HitKeys* keys) {
+  if (!keys->memo || !keys->memo->agentIdPlusOne) return;
+  const uint32_t id = keys->memo->agentIdPlusOne - 1;
+  if (!agent) agent = "";
+  if (AgentIdIs(id, agent, strnlen(agent, kWorkSize - 1))) keys->agentId = id;
 }
 
 void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
@@ -573,12 +593,6 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
     size_t n = s->showQuery ? strnlen(url, kWorkSize - 1) : strcspn(url, "?\"");
     keys->url = KeyFor(kUrlsList, url, n, !s->findCaseSensitive);
     PrefetchItemSlot(*ListHead(kUrlsList), keys->url);
-  }
-  // The newer sections take the agent's key; without them the host memo
-  // usually spares the hash (CountBrowser).
-  if (s->browsers.show && hit->agent && mPass.audience) {
-    keys->agent = KeyFor(kBrowsersList, hit->agent, strnlen(hit->agent, kWorkSize - 1), false);
-    PrefetchItemSlot(*ListHead(kBrowsersList), keys->agent);
   }
   if (s->referrers.show && hit->referrer) {
     const char* referrer = hit->referrer;
@@ -594,6 +608,14 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
     else if (s->domains.show)
       PrefetchItemSlot(*ListHead(kDomainsList), keys->domain);
   }
+  // The newer sections number the browser text, by the host memo or else
+  // by the agent's key; without them the host memo usually spares the hash
+  // (CountBrowser).
+  if (mPass.audienceAgents) AgentIdFromMemo(hit->agent, keys);
+  if (s->browsers.show && hit->agent && mPass.audienceAgents && keys->agentId < 0) {
+    keys->agent = KeyFor(kBrowsersList, hit->agent, strnlen(hit->agent, kWorkSize - 1), false);
+    PrefetchItemSlot(*ListHead(kBrowsersList), keys->agent);
+  }
 }
 
 void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
@@ -603,9 +625,18 @@ void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
     PrefetchItemNode(*ListHead(kDomainsList), keys.domain);
 }
 
-// The hit's keys in Top URLs and in Browsers, when those lists are on.
-const ItemKey* UrlKeyOf(const HitKeys& keys) { return keys.url.text ? &keys.url : nullptr; }
-const ItemKey* AgentKeyOf(const HitKeys& keys) { return keys.agent.text ? &keys.agent : nullptr; }
+// What the newer sections may take from the hit's keys.
+AudienceHitKeys AudienceKeysOf(const HitKeys& keys) {
+  return AudienceHitKeys{keys.url.text ? &keys.url : nullptr,
+                         keys.agent.text ? &keys.agent : nullptr, keys.agentId, keys.hostHash};
+}
+
+// Starts the newer sections on a keyed hit; its host's memo entry learns
+// the number of its browser text.
+void PrepareAudience(LogHit* hit, const char* loggedHost, HitKeys* keys) {
+  const uint32_t agentId = PrepareAudienceHit(hit, loggedHost, AudienceKeysOf(*keys));
+  if (keys->memo && mPass.audienceAgents) keys->memo->agentIdPlusOne = agentId + 1;
+}
 
 // Makes the keys of a hit that passes the file types and counts it in the
 // totals.
@@ -655,8 +686,7 @@ void CountHit(const StatsFields* s, LogHit* hit) {
   HitKeys keys;
   keys.hostWork = mPass.hostWork;
   if (fileTypePasses) KeyHit(s, hit, &keys);
-  if (fileTypePasses && mPass.audience)
-    PrepareAudienceHit(hit, loggedHost, UrlKeyOf(keys), AgentKeyOf(keys));
+  if (fileTypePasses && mPass.audience) PrepareAudience(hit, loggedHost, &keys);
   char* domainName = CountKeyedHit(s, hit, loggedHost, &keys, fileTypePasses, false);
   free(domainName);
   free(resolved);
@@ -677,8 +707,7 @@ bool PrepareHit(const StatsFields* s, PendingHit* p) {
   p->keys = HitKeys{};
   p->keys.hostWork = p->hostWork;
   if (p->fileTypePasses) KeyHit(s, &p->hit, &p->keys);
-  if (p->fileTypePasses && mPass.audience)
-    PrepareAudienceHit(&p->hit, p->hit.host, UrlKeyOf(p->keys), AgentKeyOf(p->keys));
+  if (p->fileTypePasses && mPass.audience) PrepareAudience(&p->hit, p->hit.host, &p->keys);
   return true;
 }
 

@@ -62,13 +62,13 @@ constexpr ll::time32_t kVisitGap = 30 * 60;  // a longer pause starts a new visi
 constexpr size_t kWorkSize = 244;
 
 // One visitor in the open-addressed visitor table, one cache line, so that
-// a probe reads one line.  A host written as a plain dotted IPv4 address is
-// kept as its four bytes, a name of up to 32 bytes in the slot itself, a
-// longer one as its number in hostIds; the browser text as its number.  The
-// hash only finds the slot, host and agent are always compared, so two
-// visitors are never merged.  The slot's hash is made from the host's hash
-// (not its number), so that the slot can be requested before anything is
-// looked up.
+// a probe reads one line.  A host of up to 32 bytes (every IPv4 address)
+// is kept in the slot itself, a longer one as its number in hostIds; the
+// browser text as its number.  The hash only finds the slot, host and agent
+// are always compared, so two visitors are never merged.  The slot's hash
+// is made from the host's hash (not its number), so that the slot can be
+// requested before anything is looked up, and the host's hash is the one
+// the pass makes for its host memo anyway.
 constexpr size_t kInlineHost = 32;
 struct Visitor {
   uint32_t tag;  // high half of the hash, never 0; 0 marks an empty slot
@@ -80,21 +80,20 @@ struct Visitor {
   int16_t lastDay;  // the last day this visitor was counted on
   uint8_t flags;
   uint8_t hostLength;  // of a host kept in hostText
-  uint32_t host;       // the address, or the host's number in hostIds
+  uint32_t host;       // the host's number in hostIds, when not in hostText
   char hostText[kInlineHost];
 };
 static_assert(sizeof(Visitor) == 64);
-constexpr uint8_t kHasPage = 1;      // the open visit has an entry page
-constexpr uint8_t kAddressHost = 2;  // host holds an IPv4 address
+constexpr uint8_t kHasPage = 1;         // the open visit has an entry page
 constexpr uint8_t kInlineHostText = 4;  // the host is in hostText
 
 using SlotArray = HugeSlots<Visitor>;
 
-// The host as one visitor-table key: an address, a short name, or the
-// number of a long one.
+// The host as one visitor-table key: a short host, or the number of a long
+// one.
 struct HostKey {
-  uint8_t kind;    // kAddressHost, kInlineHostText or 0 for a numbered host
-  uint32_t value;  // the address, or the host's number once looked up
+  uint8_t kind;    // kInlineHostText, or 0 for a numbered host
+  uint32_t value;  // a numbered host's number, once looked up
   uint32_t hash;
   std::string_view text;  // the host as logged, while the hit lasts
 };
@@ -263,42 +262,18 @@ void EndVisit(Visitor& v, PassResults* r) {
   v.flags &= static_cast<uint8_t>(~kHasPage);
 }
 
-// The four bytes of a plain dotted IPv4 address ("10.0.0.1": four parts of
-// 0 to 255, no leading zeros), in the order inet_pton gives them.
-bool DottedAddress(std::string_view text, uint32_t* address) {
-  if (text.size() < 7 || text.size() > 15) return false;
-  unsigned char bytes[4];
-  size_t at = 0;
-  for (int part = 0; part < 4; ++part) {
-    if (part > 0 && (at >= text.size() || text[at++] != '.')) return false;
-    size_t first = at;
-    unsigned value = 0;
-    while (at < text.size() && at - first < 3 && text[at] >= '0' && text[at] <= '9')
-      value = value * 10 + static_cast<unsigned>(text[at++] - '0');
-    size_t digits = at - first;
-    if (digits == 0 || value > 255 || (digits > 1 && text[first] == '0')) return false;
-    bytes[part] = static_cast<unsigned char>(value);
-  }
-  if (at != text.size()) return false;
-  memcpy(address, bytes, 4);
-  return true;
-}
-
-// The host's hash, and its address when it is one; the hosts table's slot
-// for a name is requested, to be read by NumberHost.
-HostKey HashHost(const char* hostText) {
+// The host's hash (knownHash when the pass made it), and whether it fits a
+// visitor's slot; the hosts table's slot for a longer one is requested, to
+// be read by NumberHost.
+HostKey HashHost(const char* hostText, uint32_t knownHash) {
   std::string_view text(hostText ? hostText : "");
   if (text.size() > 255) text = text.substr(0, 255);  // hosts are cut at 243 before this
-  HostKey key{kAddressHost, 0, 0, text};
-  // Only the plain dotted spelling ("10.0.0.1", no leading zeros) gives back
-  // its four bytes, so a host kept as them is never merged with another.
-  if (DottedAddress(text, &key.value)) {
-    key.hash = static_cast<uint32_t>((key.value * 0xD6E8FEB86659FD93ULL) >> 32);
-    return key;
+  HostKey key{kInlineHostText, 0, knownHash, text};
+  if (!key.hash) key.hash = TextHash(text.data(), text.size());
+  if (text.size() > kInlineHost) {
+    key.kind = 0;
+    m.hostIds.Prefetch(key.hash);
   }
-  key.hash = TextHash(text.data(), text.size());
-  key.kind = text.size() <= kInlineHost ? kInlineHostText : 0;
-  if (!key.kind) m.hostIds.Prefetch(key.hash);
   return key;
 }
 
@@ -320,7 +295,7 @@ uint64_t VisitorHash(uint8_t hostKind, uint32_t hostHash, uint32_t agent) {
 
 uint32_t TagOf(uint64_t hash) { return static_cast<uint32_t>(hash >> 32) | 1; }
 
-constexpr uint8_t kHostKinds = kAddressHost | kInlineHostText;
+constexpr uint8_t kHostKinds = kInlineHostText;
 
 bool SameHost(const Visitor& v, const HostKey& host) {
   if ((v.flags & kHostKinds) != host.kind) return false;
@@ -542,6 +517,10 @@ NodeMemo& MemoOf(ListIndex list, uint32_t id) {
 
 }  // namespace
 
+bool AudienceNeedsAgents(const StatsFields* s) {
+  return On(s->browserFamilies) || On(s->visitors) || On(s->pages) || On(s->robots);
+}
+
 bool AudienceWanted(const StatsFields* s) {
   return On(s->visitors) || On(s->pages) || On(s->statusCodes) || On(s->browserFamilies) ||
          On(s->robots);
@@ -554,7 +533,7 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   m.statusCodes = On(s->statusCodes);
   m.families = On(s->browserFamilies);
   m.robots = On(s->robots);
-  m.byAgent = m.families || m.visitors || m.pages || m.robots;
+  m.byAgent = AudienceNeedsAgents(s);
   m.pagesIgnoreCase = !s->findCaseSensitive;
   m.showQuery = s->showQuery != 0;
   if (m.pages) {
@@ -572,25 +551,29 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   smart_memory_before_reclaim(CountHeld);
 }
 
-void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey,
-                        const ItemKey* agentKey) {
+uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost,
+                            const AudienceHitKeys& keys) {
   if (m.preparedCount == 2) m.preparedCount = 0;  // not counted after all: forget them
   Prepared& p = m.prepared[(m.preparedFirst + m.preparedCount++) & 1];
   p.hit = hit;
   p.isPage = p.pageNumbered = false;
-  p.agentId = !m.byAgent ? 0 : agentKey ? AgentIdOfKey(*agentKey) : AgentId(hit->agent);
+  p.agentId = !m.byAgent          ? 0
+              : keys.agentId >= 0 ? static_cast<uint32_t>(keys.agentId)
+              : keys.agent        ? AgentIdOfKey(*keys.agent)
+                                  : AgentId(hit->agent);
   if (m.visitors || m.pages) {
-    p.host = HashHost(loggedHost);
+    p.host = HashHost(loggedHost, keys.hostHash);
     p.visitorHash = PrefetchVisitor(p.host, p.agentId);
   }
-  if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, urlKey, &p.pageKey);
+  if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, keys.url, &p.pageKey);
+  return p.agentId;
 }
 
 void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedHost,
                       PassResults* r) {
   if (m.preparedCount == 0 || m.prepared[m.preparedFirst].hit != hit) {
     m.preparedCount = 0;
-    PrepareAudienceHit(hit, loggedHost, nullptr, nullptr);
+    PrepareAudienceHit(hit, loggedHost, AudienceHitKeys{});
   }
   // Nothing prepares a hit until this one is counted.
   const Prepared& prepared = m.prepared[m.preparedFirst];
@@ -671,8 +654,8 @@ double PageBytes(const char* page) {
 
 void RobotFigures(const char* family, int32_t* pages, double* bytes) {
   size_t length = strlen(family);
-  int64_t id = m.robotIds.Lookup(family, static_cast<uint32_t>(length),
-                                 TextHash(family, length), false);
+  int64_t id = m.robotIds.Lookup(family, static_cast<uint32_t>(length), TextHash(family, length),
+                                 false);
   *pages = id < 0 ? 0 : m.robotFigures[id].pages;
   *bytes = id < 0 ? 0 : m.robotFigures[id].bytes;
 }

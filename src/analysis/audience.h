@@ -19,15 +19,25 @@ bool AudienceWanted(const StatsFields* settings);
 // the catalogue, and forgets the visitors of an earlier pass.
 void AudienceStart(const StatsFields* settings, PassResults* results);
 
+// True when a section that is on needs each hit's browser-text number.
+bool AudienceNeedsAgents(const StatsFields* settings);
+
+// What the pass has worked out of a hit already, so that the sections need
+// not hash its texts again; any of it may be left unknown.
+struct AudienceHitKeys {
+  const ItemKey* url = nullptr;    // its key in Top URLs, when that list is on
+  const ItemKey* agent = nullptr;  // its key in Browsers, when that list is on
+  int64_t agentId = -1;            // the number AgentId gives its browser text
+  uint32_t hostHash = 0;           // TextHash of the host as logged; 0 for none
+};
+
 // Starts on a hit that will be counted: numbers its browser text and
 // requests its visitor's slot, so that the wait for memory overlaps other
 // work.  Hits are counted in the order they are prepared, at most two ahead;
-// optional, CountAudienceHit does it when not done.  urlKey and agentKey are
-// the hit's keys in Top URLs and Browsers when those lists are on, else null:
-// a page's key is its Top URLs key, and a browser text is numbered by the
-// hash of its Browsers key.
-void PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const ItemKey* urlKey,
-                        const ItemKey* agentKey);
+// optional, CountAudienceHit does it when not done.  A page's key is its
+// Top URLs key, and a browser text is numbered by the hash of its Browsers
+// key.  Returns the hit's browser-text number when AudienceNeedsAgents.
+uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const AudienceHitKeys& keys);
 
 // Counts one hit.  loggedHost is the host as logged, before any lookup.
 void CountAudienceHit(const StatsFields* settings, const LogHit* hit, const char* loggedHost,

@@ -109,6 +109,6 @@ class TextIds {
   std::vector<char> texts_;
 };
 
-// A fast 32-bit hash of a text, for tables of TextIds whose texts are not
-// list items.
-uint32_t TextHash(const char* text, size_t length);
+// The hash of the item lists and of the tables of TextIds: fast, never 0,
+// and with foldCase the same for texts that differ only in ASCII case.
+uint32_t TextHash(const char* text, size_t length, bool foldCase = false);
