@@ -103,11 +103,11 @@ struct HostKey {
 // its text: it is held back as one more in `held`, and the held counts
 // reach their nodes together (CountHeld), before smart memory reclaims and
 // when the pass ends, so that the lists hold the same counts whenever
-// anything reads them.  Valid while the list has lost no node to smart
-// memory since it was remembered.
+// anything reads them.  Valid while smart memory has not reclaimed since it
+// was remembered.
 struct NodeMemo {
   ListItem* node = nullptr;
-  int32_t reclaimed = 0;  // the list's ListInfo::reclaimed when remembered
+  uint32_t epoch = 0;  // AudienceState::epoch when remembered
   uint32_t held = 0;
 };
 
@@ -185,6 +185,7 @@ struct AudienceState {
   std::vector<SideFigures> robotFigures;  // by robot family number
   StatusKey statusKeys[kStatusKeys] = {};
   std::vector<HeldMemo> held;  // the memos whose held count is not 0
+  uint32_t epoch = 1;          // one more at each reclamation: older memos are void
 };
 
 AudienceState m;
@@ -210,7 +211,8 @@ ItemList** ListOf(ListIndex list) {
 
 NodeMemo& MemoOf(ListIndex list, uint32_t id);  // below, with the tables
 
-// Puts the held counts into their nodes.
+// Puts the held counts into their nodes; before a reclamation, which may
+// free any node, so the memos made before it are void after it.
 void CountHeld() {
   for (const HeldMemo& h : m.held) {
     NodeMemo& memo = MemoOf(h.list, h.id);
@@ -218,11 +220,12 @@ void CountHeld() {
     memo.held = 0;
   }
   m.held.clear();
+  ++m.epoch;
 }
 
 // Holds one more hit for the remembered node, when it is still valid.
 bool HoldForMemo(ListIndex list, uint32_t id, NodeMemo& memo) {
-  if (!memo.node || memo.reclaimed != m.info[list]->reclaimed) return false;
+  if (memo.epoch != m.epoch || !memo.node) return false;
   if (memo.held++ == 0) m.held.push_back({list, id});
   return true;
 }
@@ -233,7 +236,7 @@ void AddRemembered(ListIndex list, uint32_t id, NodeMemo& memo, const ItemKey& k
   // Making the node may reclaim nodes of this list first: the count is read
   // after it.
   memo.node = add_item_key(ListOf(list), m.info[list], key, nullptr, nullptr);
-  memo.reclaimed = m.info[list]->reclaimed;
+  memo.epoch = m.epoch;
 }
 
 void AddKnown(ListIndex list, uint32_t id, NodeMemo& memo, const char* text, uint32_t hash) {
@@ -265,16 +268,19 @@ void EndVisit(Visitor& v, PassResults* r) {
 // The host's hash (knownHash when the pass made it), and whether it fits a
 // visitor's slot; the hosts table's slot for a longer one is requested, to
 // be read by NumberHost.
-HostKey HashHost(const char* hostText, uint32_t knownHash) {
+void HashHost(const char* hostText, uint32_t knownHash, HostKey* key) {
   std::string_view text(hostText ? hostText : "");
   if (text.size() > 255) text = text.substr(0, 255);  // hosts are cut at 243 before this
-  HostKey key{kInlineHostText, 0, knownHash, text};
-  if (!key.hash) key.hash = TextHash(text.data(), text.size());
+  // Field by field: the key is read whole soon after, and a copy of a
+  // record just written in parts waits for the parts.
+  key->text = text;
+  key->value = 0;
+  key->hash = knownHash ? knownHash : TextHash(text.data(), text.size());
+  key->kind = kInlineHostText;
   if (text.size() > kInlineHost) {
-    key.kind = 0;
-    m.hostIds.Prefetch(key.hash);
+    key->kind = 0;
+    m.hostIds.Prefetch(key->hash);
   }
-  return key;
 }
 
 // A host too long for the visitor's slot is numbered on first sight.
@@ -463,8 +469,7 @@ void CountStatus(const LogHit* hit, PassResults* r) {
 }
 
 // The list hashes and the robot number of a browser text, made once.
-AgentKeys& KeysOfAgent(uint32_t id) {
-  if (id < m.agentKeys.size() && m.agentKeys[id].made) return m.agentKeys[id];
+[[gnu::noinline]] AgentKeys& MakeKeysOfAgent(uint32_t id) {
   if (id >= m.agentKeys.size()) m.agentKeys.resize(id + 1);
   AgentKeys& k = m.agentKeys[id];
   const AgentClass& what = ClassifyAgentId(id);
@@ -480,6 +485,12 @@ AgentKeys& KeysOfAgent(uint32_t id) {
     if (added) m.robotFigures.push_back({});
   }
   return k;
+}
+
+AgentKeys& KeysOfAgent(uint32_t id) {
+  if (id < m.agentKeys.size() && m.agentKeys[id].made) [[likely]]
+    return m.agentKeys[id];
+  return MakeKeysOfAgent(id);
 }
 
 // Counts a browser text's family, system or robot into its list.
@@ -562,7 +573,7 @@ uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost,
               : keys.agent        ? AgentIdOfKey(*keys.agent)
                                   : AgentId(hit->agent);
   if (m.visitors || m.pages) {
-    p.host = HashHost(loggedHost, keys.hostHash);
+    HashHost(loggedHost, keys.hostHash, &p.host);
     p.visitorHash = PrefetchVisitor(p.host, p.agentId);
   }
   if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, keys.url, &p.pageKey);
