@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+#include <vector>
 
 #include "analysis/agents.h"
 #include "analysis/audience.h"
@@ -79,6 +80,19 @@ struct AgentFlags {
 };
 constexpr size_t kAgentMemoSize = 512;
 
+// The Browsers node and browser tests of one browser text, by its number,
+// when the newer sections number browser texts: a hit of a known text is
+// then held back as one more in `held` instead of being compared with the
+// node's text and counted there.  The held counts reach the node before
+// smart memory reclaims and when the pass ends (CountHeldBrowsers), so the
+// list holds the same counts whenever anything reads it.
+struct AgentBrowser {
+  ListItem* node = nullptr;
+  int32_t reclaimed = 0;  // the Browsers list's reclaimed nodes when remembered
+  uint32_t held = 0;
+  AgentFlags flags;
+};
+
 // A node of a list remembered with its text's length and the list's
 // reclaimed count at the time (while that count stays, the node is there).
 struct Remembered {
@@ -130,6 +144,8 @@ struct AnalysisState {
   char hostWork[kWorkSize] = {};
   AgentFlags agentMemo[kAgentMemoSize] = {};  // by the node's address
   int32_t agentMemoReclaimed = 0;  // the Browsers list's reclaimed nodes when the memo was valid
+  std::vector<AgentBrowser> agentBrowsers;  // by browser-text number
+  std::vector<uint32_t> heldBrowsers;       // the numbers whose held count is not 0
 };
 
 }  // namespace
@@ -222,6 +238,8 @@ void ComputeRange(const StatsFields* settings) {
   mPass.results.rangeLast = LocalTime(ey, em, ed, 23, 59, 59);
 }
 
+void BeforeReclaim();  // below, with the browsers
+
 void InitLists(const StatsFields* settings) {
   gListInfo = ListCatalogue{};
   smart_memory_init(settings);
@@ -230,6 +248,7 @@ void InitLists(const StatsFields* settings) {
   mPass.audience = AudienceWanted(settings);
   mPass.audienceAgents = mPass.audience && AudienceNeedsAgents(settings);
   if (mPass.audience) AudienceStart(settings, &mPass.results);
+  smart_memory_before_reclaim(mPass.audience ? BeforeReclaim : nullptr);
 }
 
 // With subdirs and a wildcard find, everything below the pattern matches:
@@ -374,6 +393,44 @@ void CountBrowser(const char* agent, const ItemKey& agentKey, HostMemo* memo) {
   if (flags.node != node) flags = TestAgent(node, agent);
   if (flags.msie) ++MsieCount;
   if (flags.netscape) ++NavCount;
+}
+
+// Counts a browser text whose number id is known in Browsers, through the
+// node remembered for the number when it is still there; agentKey is the
+// text's key when MakeHitKeys made one.
+void CountBrowserById(const char* agent, uint32_t id, const ItemKey& agentKey) {
+  if (id >= mPass.agentBrowsers.size()) mPass.agentBrowsers.resize(id + 1);
+  AgentBrowser& b = mPass.agentBrowsers[id];
+  ListInfo* info = mPass.info[kBrowsersList];
+  if (b.node && b.reclaimed == info->reclaimed) {
+    if (b.held++ == 0) mPass.heldBrowsers.push_back(id);
+  } else {
+    const ItemKey key = agentKey.text
+                            ? agentKey
+                            : KeyFor(kBrowsersList, agent, strnlen(agent, kWorkSize - 1), false);
+    // Making the node may reclaim nodes of this list first: the count is
+    // read after it.
+    b.node = add_item_key(ListHead(kBrowsersList), info, key, nullptr, nullptr);
+    b.reclaimed = info->reclaimed;
+    b.flags = TestAgent(b.node, agent);
+  }
+  ++mPass.results.browserHits;
+  if (b.flags.msie) ++MsieCount;
+  if (b.flags.netscape) ++NavCount;
+}
+
+void CountHeldBrowsers() {
+  for (uint32_t id : mPass.heldBrowsers) {
+    AgentBrowser& b = mPass.agentBrowsers[id];
+    CountNodeAgain(*ListHead(kBrowsersList), b.node, static_cast<int32_t>(b.held));
+    b.held = 0;
+  }
+  mPass.heldBrowsers.clear();
+}
+
+void BeforeReclaim() {
+  CountHeldBrowsers();
+  AudienceBeforeReclaim();
 }
 
 // Domains count the host's domain (or network for an address); domain types
@@ -631,11 +688,13 @@ AudienceHitKeys AudienceKeysOf(const HitKeys& keys) {
                          keys.agent.text ? &keys.agent : nullptr, keys.agentId, keys.hostHash};
 }
 
-// Starts the newer sections on a keyed hit; its host's memo entry learns
-// the number of its browser text.
+// Starts the newer sections on a keyed hit; the hit's keys and its host's
+// memo entry learn the number of its browser text.
 void PrepareAudience(LogHit* hit, const char* loggedHost, HitKeys* keys) {
   const uint32_t agentId = PrepareAudienceHit(hit, loggedHost, AudienceKeysOf(*keys));
-  if (keys->memo && mPass.audienceAgents) keys->memo->agentIdPlusOne = agentId + 1;
+  if (!mPass.audienceAgents) return;
+  keys->agentId = agentId;
+  if (keys->memo) keys->memo->agentIdPlusOne = agentId + 1;
 }
 
 // Makes the keys of a hit that passes the file types and counts it in the
@@ -653,7 +712,12 @@ char* CountKeyedHit(const StatsFields* s, LogHit* hit, const char* loggedHost, H
                     bool fileTypePasses, bool nodesRequested) {
   char* resolved = nullptr;
   if (s->badUrls.show || s->badReferrers.show) CountBadRequest(s, hit);
-  if (s->browsers.show && fileTypePasses && hit->agent) CountBrowser(hit->agent, keys->agent, keys->memo);
+  if (s->browsers.show && fileTypePasses && hit->agent) {
+    if (keys->agentId >= 0)
+      CountBrowserById(hit->agent, static_cast<uint32_t>(keys->agentId), keys->agent);
+    else
+      CountBrowser(hit->agent, keys->agent, keys->memo);
+  }
   if (fileTypePasses && !nodesRequested) PrefetchHitNodes(s, *keys);
   if (mPass.lookupMode == kLookupForDomains && fileTypePasses && hit->host)
     resolved = ResolveForDomains(s, hit);
@@ -781,6 +845,7 @@ void CleanUp() {
   for (int i = kFirstSearchList; i < kListCount; ++i) DestroyList(i);
   for (ListInfo*& info : mPass.info) info = nullptr;
   AudienceFree(&mPass.results);
+  smart_memory_before_reclaim(nullptr);
   FreeDomainsNow();
   FreeFileTypesNow();
 }
@@ -790,6 +855,7 @@ void CleanUp() {
 PassResults* RunAnalysisPass(StatsFields* settings) {
   if (!SetUp(settings)) return nullptr;
   ReadAllLogs(settings);
+  CountHeldBrowsers();
   if (mPass.audience) AudienceFinish(&mPass.results);
   // With nothing ever reclaimed, the peak is simply what is in use now.
   if (gSM_TotalBytesFreed == 0) gSM_MaximumBytesAllocated = gSM_CurrentBytesAllocated;

@@ -25,7 +25,6 @@
 #include "analysis/filters.h"
 #include "analysis/list.h"
 #include "analysis/pass_results.h"
-#include "analysis/smart_memory.h"
 #include "analysis/text_ids.h"
 #include "base/fixed_text.h"
 #include "settings/stats_fields.h"
@@ -559,8 +558,9 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   }
   if (m.robots) init_list(&r->robots, &m.info[kRobots], "Robots");
   m.results = r;
-  smart_memory_before_reclaim(CountHeld);
 }
+
+void AudienceBeforeReclaim() { CountHeld(); }
 
 uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost,
                             const AudienceHitKeys& keys) {
@@ -634,7 +634,6 @@ void AudienceFree(PassResults* r) {
     destroy(*list);
     *list = nullptr;
   }
-  smart_memory_before_reclaim(nullptr);
   for (ListInfo*& info : m.info) info = nullptr;
   m.results = nullptr;
   m.held = {};

@@ -43,6 +43,10 @@ uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost, const Aud
 void CountAudienceHit(const StatsFields* settings, const LogHit* hit, const char* loggedHost,
                       PassResults* results);
 
+// Puts the counts held back into their list nodes; to be called before
+// smart memory reclaims, after which the nodes remembered before are void.
+void AudienceBeforeReclaim();
+
 // Ends the visits still open (their exit pages and lengths).
 void AudienceFinish(PassResults* results);
 
