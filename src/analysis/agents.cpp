@@ -30,9 +30,9 @@ struct CompiledRules {
   const AgentRule* rules = nullptr;
   std::vector<pcre2_code*> code;  // null for a rule that did not compile
   std::vector<uint32_t> tries;    // texts tried, up to kTriesBeforeMachineCode
-  // Bytes every match contains (lower case for a caseless rule), "" when
-  // none are known: a text without them is not tried.
-  std::vector<std::string> required;
+  // What every match contains (lower case for a caseless rule): a text
+  // without it is not tried.
+  std::vector<std::vector<RequiredAnyOf>> required;
   ~CompiledRules() {
     for (pcre2_code* c : code) pcre2_code_free(c);
   }
@@ -113,8 +113,10 @@ size_t BracketEnd(const std::string& re, size_t at) {
 // alternative end a run; a group without one is read as part of the
 // sequence (on its own when it may repeat, not at all when it may be left
 // out); a byte that may be left out ends the run before it, one that may
-// repeat the run after it.  An alternative at this level, an option setting
-// or another escape gives up (false).
+// repeat the run after it.  An alternative at the top level, or a group
+// with alternatives that may not be left out, is a choice: every match
+// holds the longest run of one of its alternatives, when each has one.  An
+// option setting or another escape gives up.
 class RequiredRuns {
  public:
   explicit RequiredRuns(const std::string& re) : re_(re) {}
@@ -123,11 +125,46 @@ class RequiredRuns {
     EndRun();
     return best_;
   }
+  // The longest run first, then the choices, then the other runs of more
+  // than one byte.
+  std::vector<RequiredAnyOf> All() {
+    if (Alternative(0, re_.size()) != re_.size()) {
+      Choice(0, re_.size());
+      return choices_;
+    }
+    if (!Read(0, re_.size())) return {};
+    EndRun();
+    std::vector<RequiredAnyOf> all;
+    if (!best_.empty()) all.push_back({best_});
+    all.insert(all.end(), choices_.begin(), choices_.end());
+    bool bestSeen = false;
+    for (const std::string& run : runs_) {
+      if (run == best_ && !bestSeen) bestSeen = true;
+      else if (run.size() > 1) all.push_back({run});
+    }
+    return all;
+  }
 
  private:
   void EndRun() {
     if (run_.size() > best_.size()) best_ = run_;
+    if (!run_.empty()) runs_.push_back(run_);
     run_.clear();
+  }
+  // Records the alternatives of re[begin, end) as a choice, when every one
+  // has a run of its own.
+  void Choice(size_t begin, size_t end) {
+    RequiredAnyOf texts;
+    for (size_t a = begin;;) {
+      const size_t b = Alternative(a, end);
+      const std::string alternative = re_.substr(a, b - a);
+      std::string run = RequiredRuns(alternative).Longest();
+      if (run.empty()) return;
+      texts.push_back(std::move(run));
+      if (b >= end) break;
+      a = b + 1;
+    }
+    choices_.push_back(std::move(texts));
   }
   // The index of a '|' at the top level of re[begin, end), or end.
   size_t Alternative(size_t begin, size_t end) const {
@@ -146,6 +183,7 @@ class RequiredRuns {
       bool literal = false;
       size_t next = i + 1;
       size_t innerBegin = 0;  // a group read as part of the sequence
+      size_t choiceBegin = 0;  // a group with alternatives
       if (c == ')' || c == '?' || c == '*' || c == '+') return false;
       if (c == '(') {
         innerBegin = i + 1;
@@ -158,7 +196,10 @@ class RequiredRuns {
         }
         next = BracketEnd(re_, i);
         if (next == std::string::npos || next > end) return false;
-        if (innerBegin && Alternative(innerBegin, next - 1) != next - 1) innerBegin = 0;
+        if (innerBegin && Alternative(innerBegin, next - 1) != next - 1) {
+          choiceBegin = innerBegin;
+          innerBegin = 0;
+        }
       } else if (c == '[') {
         next = BracketEnd(re_, i);
         if (next == std::string::npos || next > end) return false;
@@ -186,6 +227,7 @@ class RequiredRuns {
         if (quantified) EndRun();
       } else if (!literal || (quantified && optional)) {
         EndRun();
+        if (choiceBegin && !(quantified && optional)) Choice(choiceBegin, next - 1);
       } else {
         run_ += c;
         if (quantified) EndRun();
@@ -197,6 +239,8 @@ class RequiredRuns {
 
   const std::string& re_;
   std::string run_, best_;
+  std::vector<std::string> runs_;
+  std::vector<RequiredAnyOf> choices_;
 };
 
 char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
@@ -206,11 +250,13 @@ void Compile(CompiledRules* out, const AgentRule* rules, int count) {
   out->rules = rules;
   out->code.assign(count, nullptr);
   out->tries.assign(count, 0);
-  out->required.assign(count, "");
+  out->required.assign(count, {});
   for (int i = 0; i < count; ++i) {
-    out->required[i] = RequiredText(rules[i].regex);
+    out->required[i] = RequiredTexts(rules[i].regex);
     if (rules[i].caseless)
-      for (char& c : out->required[i]) c = LowerAscii(c);
+      for (RequiredAnyOf& anyOf : out->required[i])
+        for (std::string& text : anyOf)
+          for (char& c : text) c = LowerAscii(c);
   }
 }
 
@@ -233,6 +279,21 @@ bool Contains(const char* text, size_t length, const std::string& part) {
     if (memcmp(p, part.data(), part.size()) == 0) return true;
   }
   return false;
+}
+
+// Whether text holds one of the texts of each choice.
+bool HoldsRequired(const char* text, size_t length, const std::vector<RequiredAnyOf>& required) {
+  for (const RequiredAnyOf& anyOf : required) {
+    bool held = false;
+    for (const std::string& part : anyOf) {
+      if (Contains(text, length, part)) {
+        held = true;
+        break;
+      }
+    }
+    if (!held) return false;
+  }
+  return true;
 }
 
 void CompileAll() {
@@ -272,9 +333,7 @@ std::string Fill(const char* replacement, const char* subject, int groups) {
 int FirstMatch(CompiledRules& list, const char* subject, size_t length, const std::string& lower,
                int* groups) {
   for (size_t i = 0; i < list.code.size(); ++i) {
-    const std::string& required = list.required[i];
-    if (!required.empty() &&
-        !Contains(list.rules[i].caseless ? lower.data() : subject, length, required))
+    if (!HoldsRequired(list.rules[i].caseless ? lower.data() : subject, length, list.required[i]))
       continue;
     if (list.tries[i] == 0) list.code[i] = CompileRule(list.rules[i]);
     // Machine code matches as the interpreter does; when it cannot be made
@@ -332,7 +391,9 @@ AgentClass Classify(const char* agent) {
 
 }  // namespace
 
-std::string RequiredText(const std::string& regex) { return RequiredRuns(regex).Longest(); }
+std::vector<RequiredAnyOf> RequiredTexts(const std::string& regex) {
+  return RequiredRuns(regex).All();
+}
 
 uint32_t AgentIdOfKey(const ItemKey& key) {
   bool added = false;

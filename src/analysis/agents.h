@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 struct ItemKey;
 
@@ -39,7 +40,10 @@ long AgentsMemoryBytes();
 // Forgets every classification (the compiled rules stay).
 void AgentsReset();
 
-// The longest run of bytes that every match of a rule's regular expression
-// contains, or "" when none can be told; a text without it is not tried
-// against the rule.
-std::string RequiredText(const std::string& regex);
+// What every match of a rule's regular expression contains, as far as can
+// be told: each entry lists texts of which every match holds at least one
+// (a single text when a run of bytes is always there); none when nothing
+// can be told.  A browser text that lacks any entry is not tried against
+// the rule.
+using RequiredAnyOf = std::vector<std::string>;
+std::vector<RequiredAnyOf> RequiredTexts(const std::string& regex);

@@ -37,21 +37,33 @@ TEST(Agents, RulesAnswerTheSameOnceCompiledToMachineCode) {
   EXPECT_EQ(interpreted[4], "GeoEvent Server 10|LG 2013|");
 }
 
-// A rule is tried only on texts that hold its required text, so that text
-// must be in every match: whatever is not plainly a fixed byte ends it.
-TEST(Agents, RequiredTextIsInEveryMatch) {
+// A rule is tried only on texts that hold what it requires, so that must be
+// in every match: whatever is not plainly a fixed byte ends a run, and a
+// choice counts only when every alternative requires a run.  Shown as
+// "a|b & c": one of a and b, and c.
+TEST(Agents, RequiredTextsAreInEveryMatch) {
+  const auto shown = [](const std::string& regex) {
+    std::string out;
+    for (const RequiredAnyOf& anyOf : RequiredTexts(regex)) {
+      if (!out.empty()) out += " & ";
+      for (size_t i = 0; i < anyOf.size(); ++i) out += (i ? "|" : "") + anyOf[i];
+    }
+    return out;
+  };
   const std::pair<const char*, const char*> cases[] = {
-      {"(Firefox)/(\\d+)", "Firefox/"},         {"Windows ?Mobile", "Windows"},
-      {"ab+cd", "ab"},                          {"xa{0,2}bc", "bc"},
+      {"(Firefox)/(\\d+)", "Firefox/"},         {"Windows ?Mobile", "Windows & Mobile"},
+      {"ab+cd", "ab & cd"},                     {"xa{0,2}bc", "bc"},
       {"ab{2}c", "ab"},                         {"(?:ab)?cd", "cd"},
       {"(?:abc)+d", "abc"},                     {"Gecko/18\\.0 Firefox", "Gecko/18.0 Firefox"},
-      {"a(?:bb|cc)dd", "dd"},                   {"^.{0,9}(?=ab)cd[ef]g", "cd"},
-      {"ab\\d+cd{x", "cd{x"},                   {"Tizen|Bada", ""},
+      {"a(?:bb|cc)dd", "dd & bb|cc"},           {"^.{0,9}(?=ab)cd[ef]g", "cd"},
+      {"ab\\d+cd{x", "cd{x & ab"},              {"Tizen|Bada", "Tizen|Bada"},
+      {"(x|yz)?ab", "ab"},                      {"a(?:b|.)cd", "cd"},
+      {"(?!ab|cd)ef", "ef"},                    {"(?:(?:ab|cd)e)+", "e & ab|cd"},
       {"\\x41bcd", ""},                         {"(?i)abc", ""},
       {"[[:alpha:]]xyz", ""},                   {"(abc", ""},
       {"[]a]bc", "bc"},                         {"abc[de", ""},
   };
-  for (const auto& [regex, required] : cases) EXPECT_EQ(RequiredText(regex), required) << regex;
+  for (const auto& [regex, required] : cases) EXPECT_EQ(shown(regex), required) << regex;
 }
 
 // The rules' own test cases (uap-core ships them): every browser text that
