@@ -43,9 +43,6 @@ bool IsPageType(std::string_view type) {
       w |= uint64_t{static_cast<unsigned char>(name[i])} << (8 * i);
     return w;
   };
-  static constexpr uint64_t kPageTypes[] = {word("html"), word("htm"),  word("shtml"),
-                                            word("php"),  word("asp"),  word("aspx"),
-                                            word("jsp"),  word("cgi"),  word("pl")};
   if (type.empty()) return true;  // no extension
   type.remove_prefix(1);          // the dot
   if (type.size() < 2 || type.size() > 5) return false;
@@ -65,9 +62,14 @@ bool IsPageType(std::string_view type) {
     w = head | uint64_t{tail} << (8 * (n - 2));
   }
   w |= 0x2020202020ULL >> (8 * (5 - n));
-  for (uint64_t known : kPageTypes)
-    if (w == known) return true;
-  return false;
+  switch (n) {
+    case 2: return w == word("pl");
+    case 3:
+      return w == word("htm") || w == word("php") || w == word("asp") || w == word("jsp") ||
+             w == word("cgi");
+    case 4: return w == word("html") || w == word("aspx");
+    default: return w == word("shtml");
+  }
 }
 
 constexpr ll::time32_t kVisitGap = 30 * 60;  // a longer pause starts a new visit
@@ -236,24 +238,28 @@ void CountHeld() {
 }
 
 // Holds one more hit for the remembered node, when it is still valid.
-bool HoldForMemo(ListIndex list, uint32_t id, NodeMemo& memo) {
+[[gnu::always_inline]] inline bool HoldForMemo(ListIndex list, uint32_t id, NodeMemo& memo) {
   if (memo.epoch != m.epoch || !memo.node) return false;
   if (memo.held++ == 0) m.held.push_back({list, id});
   return true;
 }
 
-// Counts key into a list through the node remembered for number id.
-void AddRemembered(ListIndex list, uint32_t id, NodeMemo& memo, const ItemKey& key) {
-  if (HoldForMemo(list, id, memo)) return;
+// Counts key into a list and remembers the node in memo.
+[[gnu::noinline]] void AddAndRemember(ListIndex list, NodeMemo& memo, const ItemKey& key) {
   // Making the node may reclaim nodes of this list first: the count is read
   // after it.
   memo.node = add_item_key(ListOf(list), m.info[list], key, nullptr, nullptr);
   memo.epoch = m.epoch;
 }
 
+// Counts key into a list through the node remembered for number id.
+void AddRemembered(ListIndex list, uint32_t id, NodeMemo& memo, const ItemKey& key) {
+  if (!HoldForMemo(list, id, memo)) AddAndRemember(list, memo, key);
+}
+
 void AddKnown(ListIndex list, uint32_t id, NodeMemo& memo, const char* text, uint32_t hash) {
-  if (HoldForMemo(list, id, memo)) return;
-  AddRemembered(list, id, memo, KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
+  if (!HoldForMemo(list, id, memo))
+    AddAndRemember(list, memo, KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
 }
 
 // The key of a numbered page in the page lists.
@@ -376,7 +382,7 @@ Visitor& FindVisitor(const HostKey& host, uint32_t agent, uint64_t hash, bool* i
 
 // A page view of the hit: its key in the pages lists and its number.
 struct PageView {
-  ItemKey key;
+  const ItemKey* key;
   uint32_t id;
 };
 
@@ -412,7 +418,7 @@ void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
     ++r->visitTotals.pages;
     if (m.pages) {
       if (!(v.flags & kHasPage)) {
-        AddRemembered(kEntryPages, page->id, m.pageFigures[page->id].entry, page->key);
+        AddRemembered(kEntryPages, page->id, m.pageFigures[page->id].entry, *page->key);
         v.flags |= kHasPage;
       }
       v.lastPage = page->id;
@@ -429,7 +435,7 @@ uint32_t NumberPage(const ItemKey& key) {
 
 // Counts a page view in the pages list and its bytes beside it.
 void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
-  AddRemembered(kPages, page->id, m.pageFigures[page->id].page, page->key);
+  AddRemembered(kPages, page->id, m.pageFigures[page->id].page, *page->key);
   ++r->pageViews;
   m.pageFigures[page->id].bytes += static_cast<uint32_t>(hit->bytes);
 }
@@ -506,11 +512,15 @@ AgentKeys& KeysOfAgent(uint32_t id) {
 }
 
 // Counts a browser text's family, system or robot into its list.
-void AddAgentClass(ListIndex list, uint32_t id, NodeMemo& memo, uint32_t hash) {
-  if (HoldForMemo(list, id, memo)) return;
+[[gnu::noinline]] void AddAgentClassNode(ListIndex list, uint32_t id, NodeMemo& memo,
+                                          uint32_t hash) {
   const AgentClass& what = ClassifyAgentId(id);
   const char* text = list == kFamilies ? what.browser : list == kSystems ? what.system : what.robot;
-  AddRemembered(list, id, memo, KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
+  AddAndRemember(list, memo, KnownKey(text, static_cast<uint32_t>(strlen(text)), hash, false));
+}
+
+void AddAgentClass(ListIndex list, uint32_t id, NodeMemo& memo, uint32_t hash) {
+  if (!HoldForMemo(list, id, memo)) AddAgentClassNode(list, id, memo, hash);
 }
 
 // Numbers the page of the hit that is counted next, when a person asked for
@@ -600,12 +610,10 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     PrepareAudienceHit(hit, loggedHost, AudienceHitKeys{});
   }
   // Nothing prepares a hit until this one is counted.
-  const Prepared& prepared = m.prepared[m.preparedFirst];
+  Prepared& prepared = m.prepared[m.preparedFirst];
   m.preparedFirst ^= 1;
   --m.preparedCount;
   uint32_t agentId = prepared.agentId;
-  HostKey host = prepared.host;
-  uint64_t visitorHash = prepared.visitorHash;
   if (m.statusCodes) CountStatus(hit, r);
   if (!m.byAgent) return;
   AgentKeys* keys = m.families || m.robots ? &KeysOfAgent(agentId) : nullptr;
@@ -615,7 +623,7 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     ++r->agentHits;
   }
   if (!m.visitors && !m.pages && !m.robots) return;
-  PageView page{prepared.pageKey, 0};
+  PageView page{&prepared.pageKey, 0};
   bool isPage = prepared.isPage;
   if (m.robots && keys->robotId >= 0) {
     AddAgentClass(kRobots, agentId, keys->robotNode, keys->robot);
@@ -628,10 +636,10 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
   }
   if (!m.visitors && !m.pages) return;
   if (m.pages && isPage) {
-    page.id = prepared.pageNumbered ? prepared.pageId : NumberPage(page.key);
+    page.id = prepared.pageNumbered ? prepared.pageId : NumberPage(*page.key);
     CountPage(hit, &page, r);
   }
-  CountVisit(hit, host, agentId, visitorHash, isPage ? &page : nullptr, r);
+  CountVisit(hit, prepared.host, agentId, prepared.visitorHash, isPage ? &page : nullptr, r);
   NumberNextPage();
 }
 
