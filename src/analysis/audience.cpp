@@ -172,9 +172,7 @@ struct Prepared {
   HostKey host{};
   uint64_t visitorHash = 0;
   bool isPage = false;
-  bool pageNumbered = false;  // pageId is made
   ItemKey pageKey{};
-  uint32_t pageId = 0;
 };
 
 struct AudienceState {
@@ -523,18 +521,6 @@ void AddAgentClass(ListIndex list, uint32_t id, NodeMemo& memo, uint32_t hash) {
   if (!HoldForMemo(list, id, memo)) AddAgentClassNode(list, id, memo, hash);
 }
 
-// Numbers the page of the hit that is counted next, when a person asked for
-// it, and requests its figures, so that they are at hand then.
-void NumberNextPage() {
-  if (!m.pages || m.preparedCount == 0) return;
-  Prepared& p = m.prepared[m.preparedFirst];
-  if (!p.isPage || p.pageNumbered) return;
-  if (m.robots && KeysOfAgent(p.agentId).robotId >= 0) return;
-  p.pageId = NumberPage(p.pageKey);
-  p.pageNumbered = true;
-  __builtin_prefetch(&m.pageFigures[p.pageId]);
-}
-
 NodeMemo& MemoOf(ListIndex list, uint32_t id) {
   switch (list) {
     case kPages: return m.pageFigures[id].page;
@@ -590,7 +576,7 @@ uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost,
   if (m.preparedCount == 2) m.preparedCount = 0;  // not counted after all: forget them
   Prepared& p = m.prepared[(m.preparedFirst + m.preparedCount++) & 1];
   p.hit = hit;
-  p.isPage = p.pageNumbered = false;
+  p.isPage = false;
   p.agentId = !m.byAgent          ? 0
               : keys.agentId >= 0 ? static_cast<uint32_t>(keys.agentId)
               : keys.agent        ? AgentIdOfKey(*keys.agent)
@@ -631,16 +617,14 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     SideFigures& f = m.robotFigures[keys->robotId];
     if (isPage) ++f.pages;
     f.bytes += static_cast<uint32_t>(hit->bytes);
-    NumberNextPage();
     return;  // people only from here on
   }
   if (!m.visitors && !m.pages) return;
   if (m.pages && isPage) {
-    page.id = prepared.pageNumbered ? prepared.pageId : NumberPage(*page.key);
+    page.id = NumberPage(*page.key);
     CountPage(hit, &page, r);
   }
   CountVisit(hit, prepared.host, agentId, prepared.visitorHash, isPage ? &page : nullptr, r);
-  NumberNextPage();
 }
 
 void AudienceFinish(PassResults* r) {
