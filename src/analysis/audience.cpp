@@ -273,8 +273,9 @@ uint32_t ListHash(const char* text, size_t length, bool ignoreCase) {
 // Ends a visitor's open visit: its exit page and its length.
 void EndVisit(Visitor& v, PassResults* r) {
   if (m.pages && (v.flags & kHasPage)) {
-    uint32_t id = v.lastPage;
-    AddRemembered(kExitPages, id, m.pageFigures[id].exit, PageKey(id));
+    const uint32_t id = v.lastPage;
+    NodeMemo& exit = m.pageFigures[id].exit;
+    if (!HoldForMemo(kExitPages, id, exit)) AddAndRemember(kExitPages, exit, PageKey(id));
     ++r->visitEnds;
   }
   r->visitSeconds += static_cast<double>(v.last) - v.visitStart;
