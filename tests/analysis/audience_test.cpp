@@ -167,4 +167,44 @@ TEST_F(Audience, SmartMemoryChoosesPagesByTheirWholeCounts) {
   EXPECT_EQ(pageViews["/b"], 1);
 }
 
+// Browsers come out the same whether or not the newer sections number the
+// browser texts (and count Browsers through them), also while smart memory
+// reclaims Browsers nodes: visitors add no list, so memory runs alike.
+TEST_F(Audience, BrowsersCountAlikeWhenBrowserTextsAreNumbered) {
+  testing_support::TempDir dir;
+  std::string log;
+  char line[512];
+  for (int i = 0; i < 6000; ++i) {
+    // A few hosts keep their browser, one switches between two, and every
+    // third hit brings a browser text never seen before.
+    const std::string agent = i % 3 == 2   ? "Agent/" + std::to_string(i)
+                              : i % 7 == 0 ? (i % 2 ? kChrome : kFirefox)
+                                           : (i % 5 ? kFirefox : kBot);
+    snprintf(line, sizeof line, "10.0.0.%d - - [01/Jan/2024:%02d:%02d:%02d +0000] \"GET /p%d HTTP/1.0\" 200 10 \"-\" \"%s\"\n",
+             i % 7, i / 3600, i / 60 % 60, i % 60, i % 50, agent.c_str());
+    log += line;
+  }
+  testing_support::WriteFile(dir.file("access.log"), log);
+  const auto browsers = [&](bool numbered) {
+    Reset();
+    AnalysisResetForTesting();
+    settings.find.set("/"), settings.subdirs = 1;
+    settings.dateStart.set("01012024"), settings.dateEnd.set("01022024");
+    settings.logs.set(dir.file("*.log").c_str());
+    settings.browsers.show = settings.domains.show = 1;
+    settings.visitors.show = numbered;
+    settings.smartMemoryEnabled = 1, settings.smartMemoryMaxMemory = 500;
+    settings.smartMemoryKeepEntries = 10, settings.smartMemoryReclaimSize = 100;
+    PassResults* r = RunAnalysisPass(&settings);
+    std::vector<std::pair<std::string, int32_t>> rows;
+    for (ListItem* node = SortList(r->browsers); node; node = node->next) rows.emplace_back(node->item, node->count);
+    rows.emplace_back("hits", r->browserHits);
+    FreeAnalysisPass();
+    return rows;
+  };
+  const auto plain = browsers(false);
+  EXPECT_LT(plain.size(), 2000u);  // reclaimed
+  EXPECT_EQ(browsers(true), plain);
+}
+
 }  // namespace
