@@ -30,16 +30,42 @@ struct CompiledRules {
   const AgentRule* rules = nullptr;
   std::vector<pcre2_code*> code;  // null for a rule that did not compile
   std::vector<uint32_t> tries;    // texts tried, up to kTriesBeforeMachineCode
-  // What every match contains (lower case for a caseless rule): a text
-  // without it is not tried.
-  std::vector<std::vector<RequiredAnyOf>> required;
+  // What every match of rule i contains (lower case for a caseless rule),
+  // laid out flat: its choices are choices[choiceStart[i], choiceStart[i +
+  // 1]), and choice c is texts[textStart[c], textStart[c + 1]).  A browser
+  // text that holds none of the texts of some choice is not tried.
+  std::vector<uint32_t> choiceStart{0};
+  std::vector<uint32_t> textStart{0};
+  struct Text {
+    uint32_t offset;  // in bytes
+    uint16_t length;
+    uint16_t firstTwo;  // its first two bytes, for the quick test
+  };
+  std::vector<Text> texts;
+  std::string bytes;
   ~CompiledRules() {
     for (pcre2_code* c : code) pcre2_code_free(c);
   }
 };
 
+// The byte pairs that a browser text holds, as it is and lower-cased: a
+// required text whose first two bytes are not there need not be searched.
+struct PairSet {
+  uint64_t bits[1024];
+  void Make(const char* text, size_t length) {
+    memset(bits, 0, sizeof bits);
+    for (size_t i = 0; i + 1 < length; ++i) {
+      const unsigned pair = static_cast<unsigned char>(text[i]) |
+                            static_cast<unsigned>(static_cast<unsigned char>(text[i + 1])) << 8;
+      bits[pair >> 6] |= uint64_t{1} << (pair & 63);
+    }
+  }
+  bool Has(unsigned pair) const { return bits[pair >> 6] >> (pair & 63) & 1; }
+};
+
 struct AgentsState {
   bool compiled = false;
+  PairSet pairs, lowerPairs;
   CompiledRules browsers, systems, devices;
   pcre2_match_data* match = nullptr;
   ~AgentsState() { pcre2_match_data_free(match); }
@@ -250,13 +276,25 @@ void Compile(CompiledRules* out, const AgentRule* rules, int count) {
   out->rules = rules;
   out->code.assign(count, nullptr);
   out->tries.assign(count, 0);
-  out->required.assign(count, {});
   for (int i = 0; i < count; ++i) {
-    out->required[i] = RequiredTexts(rules[i].regex);
-    if (rules[i].caseless)
-      for (RequiredAnyOf& anyOf : out->required[i])
-        for (std::string& text : anyOf)
+    for (RequiredAnyOf& anyOf : RequiredTexts(rules[i].regex)) {
+      // A choice with a text of one byte is left out: nearly every browser
+      // text holds one of those, so it would only cost time.
+      bool single = false;
+      for (const std::string& text : anyOf) single = single || text.size() < 2;
+      if (single) continue;
+      for (std::string& text : anyOf) {
+        if (rules[i].caseless)
           for (char& c : text) c = LowerAscii(c);
+        const uint16_t firstTwo = static_cast<uint16_t>(
+            static_cast<unsigned char>(text[0]) | static_cast<unsigned char>(text[1]) << 8);
+        out->texts.push_back({static_cast<uint32_t>(out->bytes.size()),
+                              static_cast<uint16_t>(text.size()), firstTwo});
+        out->bytes += text;
+      }
+      out->textStart.push_back(static_cast<uint32_t>(out->texts.size()));
+    }
+    out->choiceStart.push_back(static_cast<uint32_t>(out->textStart.size() - 1));
   }
 }
 
@@ -270,26 +308,27 @@ pcre2_code* CompileRule(const AgentRule& rule) {
                        &error, &offset, nullptr);
 }
 
-bool Contains(const char* text, size_t length, const std::string& part) {
-  if (part.size() > length) return false;
-  const char* last = text + (length - part.size());
+bool Contains(const char* text, size_t length, const char* part, size_t partLength) {
+  if (partLength > length) return false;
+  const char* last = text + (length - partLength);
   for (const char* p = text; p <= last; ++p) {
     p = static_cast<const char*>(memchr(p, part[0], static_cast<size_t>(last - p) + 1));
     if (!p) return false;
-    if (memcmp(p, part.data(), part.size()) == 0) return true;
+    if (memcmp(p, part, partLength) == 0) return true;
   }
   return false;
 }
 
-// Whether text holds one of the texts of each choice.
-bool HoldsRequired(const char* text, size_t length, const std::vector<RequiredAnyOf>& required) {
-  for (const RequiredAnyOf& anyOf : required) {
+// Whether text (length bytes, its byte pairs in pairs) holds one of the
+// texts of each choice of rule i.
+bool HoldsRequired(const CompiledRules& list, size_t i, const char* text, size_t length,
+                   const PairSet& pairs) {
+  for (uint32_t c = list.choiceStart[i]; c < list.choiceStart[i + 1]; ++c) {
     bool held = false;
-    for (const std::string& part : anyOf) {
-      if (Contains(text, length, part)) {
-        held = true;
-        break;
-      }
+    for (uint32_t t = list.textStart[c]; t < list.textStart[c + 1] && !held; ++t) {
+      const CompiledRules::Text& part = list.texts[t];
+      held = pairs.Has(part.firstTwo) &&
+             Contains(text, length, list.bytes.data() + part.offset, part.length);
     }
     if (!held) return false;
   }
@@ -333,7 +372,9 @@ std::string Fill(const char* replacement, const char* subject, int groups) {
 int FirstMatch(CompiledRules& list, const char* subject, size_t length, const std::string& lower,
                int* groups) {
   for (size_t i = 0; i < list.code.size(); ++i) {
-    if (!HoldsRequired(list.rules[i].caseless ? lower.data() : subject, length, list.required[i]))
+    const bool caseless = list.rules[i].caseless;
+    if (!HoldsRequired(list, i, caseless ? lower.data() : subject, length,
+                       caseless ? m.lowerPairs : m.pairs))
       continue;
     if (list.tries[i] == 0) list.code[i] = CompileRule(list.rules[i]);
     // Machine code matches as the interpreter does; when it cannot be made
@@ -380,6 +421,8 @@ AgentClass Classify(const char* agent) {
   std::string family, systemFamily, device;
   std::string lower(agent, length);
   for (char& ch : lower) ch = LowerAscii(ch);
+  m.pairs.Make(agent, length);
+  m.lowerPairs.Make(lower.data(), length);
   std::string browser = Name(m.browsers, agent, length, lower, &family);
   std::string system = Name(m.systems, agent, length, lower, &systemFamily);
   Name(m.devices, agent, length, lower, &device);
