@@ -141,10 +141,16 @@ struct SideFigures {
   double bytes = 0;
 };
 
-// A page's bytes and its nodes in the three page lists.
+// A page's node in the pages list and its bytes, kept beside the page's
+// text in the page table: a page view reads one cache line.
 struct PageFigures {
-  double bytes = 0;
-  NodeMemo page, entry, exit;
+  NodeMemo page;
+  double bytes;
+};
+
+// A page's nodes in the entry and exit pages lists, by page number.
+struct PageEnds {
+  NodeMemo entry, exit;
 };
 
 // The list hashes of what a browser text is, worked out on its first hit,
@@ -190,8 +196,8 @@ struct AudienceState {
   SlotArray visitorTable;  // a power of two long, or empty
   size_t visitorCount = 0;
   TextIds hostIds;  // hosts that are not addresses
-  TextIds pageIds;  // by the pages list's comparison and hash
-  std::vector<PageFigures> pageFigures;  // by page number
+  TextTable<PageFigures> pageIds;  // by the pages list's comparison and hash
+  std::vector<PageEnds> pageEnds;         // by page number
   std::vector<AgentKeys> agentKeys;      // by browser text number
   TextIds robotIds;
   std::vector<SideFigures> robotFigures;  // by robot family number
@@ -274,7 +280,7 @@ uint32_t ListHash(const char* text, size_t length, bool ignoreCase) {
 void EndVisit(Visitor& v, PassResults* r) {
   if (m.pages && (v.flags & kHasPage)) {
     const uint32_t id = v.lastPage;
-    NodeMemo& exit = m.pageFigures[id].exit;
+    NodeMemo& exit = m.pageEnds[id].exit;
     if (!HoldForMemo(kExitPages, id, exit)) AddAndRemember(kExitPages, exit, PageKey(id));
     ++r->visitEnds;
   }
@@ -379,10 +385,12 @@ Visitor& FindVisitor(const HostKey& host, uint32_t agent, uint64_t hash, bool* i
   return v;
 }
 
-// A page view of the hit: its key in the pages lists and its number.
+// A page view of the hit: its key in the pages lists, its number and its
+// figures.
 struct PageView {
   const ItemKey* key;
   uint32_t id;
+  PageFigures* figures;
 };
 
 void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
@@ -417,7 +425,7 @@ void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
     ++r->visitTotals.pages;
     if (m.pages) {
       if (!(v.flags & kHasPage)) {
-        AddRemembered(kEntryPages, page->id, m.pageFigures[page->id].entry, *page->key);
+        AddRemembered(kEntryPages, page->id, m.pageEnds[page->id].entry, *page->key);
         v.flags |= kHasPage;
       }
       v.lastPage = page->id;
@@ -425,18 +433,19 @@ void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
   }
 }
 
-uint32_t NumberPage(const ItemKey& key) {
+void NumberPage(PageView* page) {
+  const ItemKey& key = *page->key;
   bool added = false;
-  uint32_t id = m.pageIds.Find(key.text, key.length, key.hash, m.pagesIgnoreCase, &added);
-  if (added) m.pageFigures.push_back({});
-  return id;
+  page->id =
+      m.pageIds.Find(key.text, key.length, key.hash, m.pagesIgnoreCase, &added, &page->figures);
+  if (added) m.pageEnds.push_back({});
 }
 
 // Counts a page view in the pages list and its bytes beside it.
 void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
-  AddRemembered(kPages, page->id, m.pageFigures[page->id].page, *page->key);
+  AddRemembered(kPages, page->id, page->figures->page, *page->key);
   ++r->pageViews;
-  m.pageFigures[page->id].bytes += static_cast<uint32_t>(hit->bytes);
+  page->figures->bytes += static_cast<uint32_t>(hit->bytes);
 }
 
 // The key of the hit's page text as Top URLs would list it (the URL up to
@@ -524,9 +533,9 @@ void AddAgentClass(ListIndex list, uint32_t id, NodeMemo& memo, uint32_t hash) {
 
 NodeMemo& MemoOf(ListIndex list, uint32_t id) {
   switch (list) {
-    case kPages: return m.pageFigures[id].page;
-    case kEntryPages: return m.pageFigures[id].entry;
-    case kExitPages: return m.pageFigures[id].exit;
+    case kPages: return m.pageIds.PayloadOf(id).page;
+    case kEntryPages: return m.pageEnds[id].entry;
+    case kExitPages: return m.pageEnds[id].exit;
     case kStatusCodes: return m.statusKeys[id].node;
     case kFamilies: return m.agentKeys[id].browserNode;
     case kSystems: return m.agentKeys[id].systemNode;
@@ -610,7 +619,7 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     ++r->agentHits;
   }
   if (!m.visitors && !m.pages && !m.robots) return;
-  PageView page{&prepared.pageKey, 0};
+  PageView page{&prepared.pageKey, 0, nullptr};
   bool isPage = prepared.isPage;
   if (m.robots && keys->robotId >= 0) {
     AddAgentClass(kRobots, agentId, keys->robotNode, keys->robot);
@@ -622,7 +631,7 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
   }
   if (!m.visitors && !m.pages) return;
   if (m.pages && isPage) {
-    page.id = NumberPage(*page.key);
+    NumberPage(&page);
     CountPage(hit, &page, r);
   }
   CountVisit(hit, prepared.host, agentId, prepared.visitorHash, isPage ? &page : nullptr, r);
@@ -649,7 +658,7 @@ void AudienceFree(PassResults* r) {
   m.visitorCount = 0;
   m.hostIds.Clear();
   m.pageIds.Clear();
-  m.pageFigures = {};
+  m.pageEnds = {};
   m.agentKeys = {};
   m.robotIds.Clear();
   m.robotFigures = {};
@@ -665,7 +674,7 @@ double PageBytes(const char* page) {
   size_t length = strlen(page);
   int64_t id = m.pageIds.Lookup(page, static_cast<uint32_t>(length),
                                 ListHash(page, length, m.pagesIgnoreCase), m.pagesIgnoreCase);
-  return id < 0 ? 0 : m.pageFigures[id].bytes;
+  return id < 0 ? 0 : m.pageIds.PayloadOf(static_cast<uint32_t>(id)).bytes;
 }
 
 void RobotFigures(const char* family, int32_t* pages, double* bytes) {
@@ -678,7 +687,7 @@ void RobotFigures(const char* family, int32_t* pages, double* bytes) {
 
 long AudienceMemoryBytes() {
   return static_cast<long>(m.visitorTable.Bytes()) + m.hostIds.Bytes() + m.pageIds.Bytes() + m.robotIds.Bytes() +
-         static_cast<long>(m.pageFigures.capacity() * sizeof(PageFigures) +
+         static_cast<long>(m.pageEnds.capacity() * sizeof(PageEnds) +
                            m.robotFigures.capacity() * sizeof(SideFigures) +
                            m.agentKeys.capacity() * sizeof(AgentKeys) +
                            m.held.capacity() * sizeof(HeldMemo)) +

@@ -43,4 +43,30 @@ TEST(TextIds, EveryTextKeepsItsNumberAsTheTableGrows) {
   }
 }
 
+// A text's payload moves with it as the table grows: set when the text is
+// added, found again by the text and by the number.
+TEST(TextIds, EveryPayloadStaysWithItsText) {
+  struct Payload {
+    double value;
+    uint32_t id;
+  };
+  TextTable<Payload> table;
+  auto text = [](int i) { return (i % 2 ? std::string(50, 'y') : "/u") + std::to_string(i); };
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < 3000; ++i) {
+      const std::string t = text(i);
+      bool added = false;
+      Payload* payload = nullptr;
+      const uint32_t id = table.Find(t.data(), static_cast<uint32_t>(t.size()), HashFor(t, false), false, &added, &payload);
+      ASSERT_EQ(added, round == 0);
+      if (added) {
+        EXPECT_EQ(payload->value, 0.0);
+        *payload = {i * 0.5, id};
+      }
+      EXPECT_EQ(payload->id, static_cast<uint32_t>(i));
+    }
+  }
+  for (uint32_t id = 0; id < 3000; ++id) EXPECT_EQ(table.PayloadOf(id).value, id * 0.5) << id;
+}
+
 }  // namespace
