@@ -121,6 +121,7 @@ struct HostMemo {
   // The number (AgentId) of the host's last browser text, plus one; 0 for
   // none yet.  Checked against the hit's text before use.
   uint32_t agentIdPlusOne = 0;
+  VisitorMemo visitor;  // for the newer sections
   char host[kMemoTextSize];
   char domainText[kMemoTextSize];
   char typeText[kMemoTextSize];
@@ -631,6 +632,7 @@ void KeyHost(const StatsFields* s, const char* host, HitKeys* keys) {
   m.ipv6 = keys->hostIsIpv6;
   m.browser = m.domainNode = m.typeNode = Remembered{};
   m.agentIdPlusOne = 0;
+  m.visitor = VisitorMemo{m.visitor.stamp + 1};
   m.hostHash = h;
   keys->memo = &m;
 }
@@ -685,7 +687,8 @@ void PrefetchHitNodes(const StatsFields* s, const HitKeys& keys) {
 // What the newer sections may take from the hit's keys.
 AudienceHitKeys AudienceKeysOf(const HitKeys& keys) {
   return AudienceHitKeys{keys.url.text ? &keys.url : nullptr,
-                         keys.agent.text ? &keys.agent : nullptr, keys.agentId, keys.hostHash};
+                         keys.agent.text ? &keys.agent : nullptr, keys.agentId, keys.hostHash,
+                         keys.memo ? &keys.memo->visitor : nullptr};
 }
 
 // Starts the newer sections on a keyed hit; the hit's keys and its host's

@@ -175,8 +175,15 @@ constexpr int kStatusKeys = 1000;  // codes 0 to 999; others are keyed per hit
 struct Prepared {
   const LogHit* hit = nullptr;
   uint32_t agentId = 0;
+  // The visitor's slot when the host's memo knew it (slotKnown), else the
+  // host's key and the visitor's hash.
+  bool slotKnown = false;
+  uint32_t slot = 0;
+  uint32_t generation = 0;
   HostKey host{};
   uint64_t visitorHash = 0;
+  VisitorMemo* memo = nullptr;  // to learn the visitor's slot, while stamp holds
+  uint32_t memoStamp = 0;
   bool isPage = false;
   ItemKey pageKey{};
 };
@@ -195,6 +202,7 @@ struct AudienceState {
   ListInfo* info[7] = {};
   SlotArray visitorTable;  // a power of two long, or empty
   size_t visitorCount = 0;
+  uint32_t generation = 1;  // one more each time the table is made anew
   TextIds hostIds;  // hosts that are not addresses
   TextTable<PageFigures> pageIds;  // by the pages list's comparison and hash
   std::vector<PageEnds> pageEnds;         // by page number
@@ -338,6 +346,7 @@ void GrowVisitors() {
   old.Swap(m.visitorTable);
   size_t size = old.empty() ? 4096 : old.size() * 2;
   m.visitorTable.Make(size);
+  ++m.generation;
   for (const Visitor& v : old) {
     if (!v.tag) continue;
     size_t at = VisitorHash(v.flags & kHostKinds, v.hostHash, v.agent) & (size - 1);
@@ -393,11 +402,28 @@ struct PageView {
   PageFigures* figures;
 };
 
-void CountVisit(const LogHit* hit, HostKey& host, uint32_t agent, uint64_t hash,
+// The prepared hit's visitor: at its slot when that is known and the table
+// has not grown since, else looked up (and made when new), and then its
+// slot is remembered in the host's memo when that still holds the host.
+Visitor& VisitorOf(Prepared& p, const char* loggedHost, bool* isNew) {
+  *isNew = false;
+  if (p.slotKnown && p.generation == m.generation) return m.visitorTable[p.slot];
+  if (p.slotKnown) {  // the table grew since: hash the host after all
+    HashHost(loggedHost, 0, &p.host);
+    p.visitorHash = VisitorHash(p.host.kind, p.host.hash, p.agentId);
+  }
+  NumberHost(&p.host);
+  Visitor& v = FindVisitor(p.host, p.agentId, p.visitorHash, isNew);
+  if (p.memo && p.memo->stamp == p.memoStamp)
+    *p.memo = VisitorMemo{p.memoStamp, p.agentId + 1,
+                          static_cast<uint32_t>(&v - m.visitorTable.begin()), m.generation};
+  return v;
+}
+
+void CountVisit(const LogHit* hit, Prepared& prepared, const char* loggedHost,
                 const PageView* page, PassResults* r) {
-  NumberHost(&host);
   bool isNew = false;
-  Visitor& v = FindVisitor(host, agent, hash, &isNew);
+  Visitor& v = VisitorOf(prepared, loggedHost, &isNew);
   int day = hit->tm.tm_yday;
   if (day < 0 || day >= 366) return;
   // Hits of several log files may arrive out of order: an earlier hit
@@ -592,8 +618,20 @@ uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost,
               : keys.agent        ? AgentIdOfKey(*keys.agent)
                                   : AgentId(hit->agent);
   if (m.visitors || m.pages) {
-    HashHost(loggedHost, keys.hostHash, &p.host);
-    p.visitorHash = PrefetchVisitor(p.host, p.agentId);
+    // A host seen lately with the same browser text has its visitor's slot
+    // in the pass's memo.
+    VisitorMemo* memo = keys.visitorMemo;
+    p.memo = memo;
+    p.memoStamp = memo ? memo->stamp : 0;
+    p.slotKnown = memo && memo->agentPlusOne == p.agentId + 1 && memo->generation == m.generation;
+    if (p.slotKnown) {
+      p.slot = memo->slot;
+      p.generation = memo->generation;
+      __builtin_prefetch(&m.visitorTable[p.slot]);
+    } else {
+      HashHost(loggedHost, keys.hostHash, &p.host);
+      p.visitorHash = PrefetchVisitor(p.host, p.agentId);
+    }
   }
   if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, keys.url, &p.pageKey);
   return p.agentId;
@@ -634,7 +672,7 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
     NumberPage(&page);
     CountPage(hit, &page, r);
   }
-  CountVisit(hit, prepared.host, agentId, prepared.visitorHash, isPage ? &page : nullptr, r);
+  CountVisit(hit, prepared, loggedHost, isPage ? &page : nullptr, r);
 }
 
 void AudienceFinish(PassResults* r) {

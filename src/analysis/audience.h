@@ -22,6 +22,18 @@ void AudienceStart(const StatsFields* settings, PassResults* results);
 // True when a section that is on needs each hit's browser-text number.
 bool AudienceNeedsAgents(const StatsFields* settings);
 
+// Kept by the pass beside its memo of one recent host, for the newer
+// sections: where the visitor that the host's last browser text made is,
+// so that the host's next hits need not look the visitor up.  The pass
+// changes stamp whenever the memo passes to another host, which voids the
+// rest.
+struct VisitorMemo {
+  uint32_t stamp = 0;
+  uint32_t agentPlusOne = 0;  // the browser text's number plus one; 0 for none
+  uint32_t slot = 0;          // the visitor's place in the visitor table ...
+  uint32_t generation = 0;    // ... while the table has this generation
+};
+
 // What the pass has worked out of a hit already, so that the sections need
 // not hash its texts again; any of it may be left unknown.
 struct AudienceHitKeys {
@@ -29,6 +41,7 @@ struct AudienceHitKeys {
   const ItemKey* agent = nullptr;  // its key in Browsers, when that list is on
   int64_t agentId = -1;            // the number AgentId gives its browser text
   uint32_t hostHash = 0;           // TextHash of the host as logged; 0 for none
+  VisitorMemo* visitorMemo = nullptr;  // the host's, when the pass keeps one
 };
 
 // Starts on a hit that will be counted: numbers its browser text and
