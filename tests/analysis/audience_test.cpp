@@ -61,22 +61,24 @@ class Audience : public SettingsTest {
       }
       PassResults* r = RunAnalysisPass(&settings);
       ASSERT_NE(r, nullptr);
-      std::map<std::string, int32_t> views;
+      std::map<std::string, int32_t> views, ends;
       for (ListItem* node = SortList(r->pages); node; node = node->next) views[node->item] = node->count;
+      for (ListItem* node = SortList(r->exitPages); node; node = node->next) ends[node->item] = node->count;
       const auto figures = std::make_tuple(r->visitTotals.visitors, r->visitTotals.visits, r->visitTotals.pages,
                                            r->visitDays[0].visits, r->visitDays[1].visitors, r->visitSeconds);
       if (domains && !smallMemory) {  // the domains list shares the memory ceiling
         EXPECT_EQ(views, pageViews);
+        EXPECT_EQ(ends, exits);
         EXPECT_EQ(figures, std::make_tuple(totals.visitors, totals.visits, totals.pages, day0.visits, day1.visitors, seconds));
       } else if (!domains) {
-        pageViews = views;
+        pageViews = views, exits = ends;
         totals = r->visitTotals, day0 = r->visitDays[0], day1 = r->visitDays[1], seconds = r->visitSeconds;
       }
       FreeAnalysisPass();
     }
   }
   PassResults::VisitFigures totals{}, day0{}, day1{};
-  std::map<std::string, int32_t> pageViews;
+  std::map<std::string, int32_t> pageViews, exits;
   double seconds = 0;
 };
 
@@ -109,13 +111,14 @@ std::vector<Hit> ManyHosts() {
   return hits;
 }
 
-// One host comes back between 4,000 new ones: its visitor's slot, known from
-// the pass's memo of recent hosts, moves when the table grows.
+// One host comes back after every two of 4,000 new ones: its visitor's slot,
+// known from the pass's memo of recent hosts, moves when the table grows.
 std::vector<Hit> AHostReturnsAsTheTableGrows() {
   static std::vector<std::string> names;
   for (int i = names.size(); i < 4000; ++i) names.push_back("10.8." + std::to_string(i / 250) + "." + std::to_string(i % 250));
   std::vector<Hit> hits;
-  for (int i = 0; i < 8000; ++i) hits.push_back({i % 2 ? "10.7.0.1" : names[i / 2].c_str(), i / 10, "/", kFirefox});
+  for (int i = 0, n = 0; n < 4000; ++i)
+    hits.push_back({i % 3 == 2 ? "10.7.0.1" : names[n++].c_str(), i / 10, i % 3 == 2 ? "/back" : "/new", kFirefox});
   return hits;
 }
 
@@ -129,6 +132,20 @@ std::vector<Hit> HostsSharingAHash() {
     if (!fresh) a = at->second, b = name;
   }
   return {{a.c_str(), 0, "/", kFirefox}, {b.c_str(), 1, "/", kFirefox}, {a.c_str(), 2, "/", kFirefox}, {b.c_str(), 3, "/", kFirefox}};
+}
+
+// Two hosts that share an entry of the pass's memo of recent hosts (it has
+// 1,024, chosen by the host's hash): the second takes the entry over while
+// the first hit is still being counted.
+std::vector<Hit> HostsSharingAMemoEntry() {
+  static std::string a, b;
+  std::unordered_map<uint32_t, std::string> seen;
+  for (uint32_t i = 0; b.empty(); ++i) {
+    const std::string name = "m" + std::to_string(1000 + i) + ".example";
+    const auto [at, fresh] = seen.emplace(TextHash(name.data(), name.size()) % 1024, name);
+    if (!fresh) a = at->second, b = name;
+  }
+  return {{a.c_str(), 0, "/", kFirefox}, {b.c_str(), 10, "/", kFirefox}, {b.c_str(), 20, "/", kFirefox}};
 }
 
 TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
@@ -151,10 +168,21 @@ TEST_F(Audience, AVisitorIsOneHostWithOneBrowserText) {
       {ManyHosts(), 5000, false},
       {AHostReturnsAsTheTableGrows(), 4001, false},
       {HostsSharingAHash(), 2, false},
+      {HostsSharingAMemoEntry(), 2, false},
   };
   for (const auto& c : cases) {
     Count(c.hits, c.robots);
     EXPECT_EQ(std::make_pair(totals.visitors, totals.visits), std::make_pair(c.visitors, c.visitors)) << c.hits.back().host << c.robots;
+    // One visit each: together they last as long as each visitor's hits span.
+    std::map<std::string, std::pair<int, int>> spans;
+    for (const Hit& h : c.hits) {
+      if (c.robots && h.agent == kBot) continue;
+      auto [at, fresh] = spans.emplace(std::string(h.host) + '\n' + h.agent, std::make_pair(h.second, h.second));
+      at->second = {std::min(at->second.first, h.second), std::max(at->second.second, h.second)};
+    }
+    double spanned = 0;
+    for (const auto& [visitor, span] : spans) spanned += span.second - span.first;
+    EXPECT_EQ(seconds, spanned) << c.hits.back().host;
   }
 }
 
