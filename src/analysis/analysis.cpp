@@ -574,7 +574,7 @@ struct HitKeys {
   bool hostIsIpv6 = false;    // known once the host is cut
   HostMemo* memo = nullptr;   // the host's memo entry, when its keys came from one
   uint32_t hostHash = 0;      // the host's hash, when the memo was searched for it
-  int64_t agentId = -1;       // the browser text's number, when the memo knew it
+  int64_t agentId = -1;       // the browser text's number, once known
 };
 
 // In hostWork, a memo's domain starts at 0 and its type at kMemoTypeAt.

@@ -9,7 +9,9 @@
 // its list uses anyway), browser texts are classified once, and the list
 // keys of status codes and of each browser text's family, system and robot
 // are hashed once, so a hit of a known visitor allocates nothing and hashes
-// its host, browser text and page once each.
+// nothing of its own: the pass's memo of recent hosts gives its browser
+// text's number and its visitor's slot, and its page is found by the hash
+// of its Top URLs key.
 #include "analysis/audience.h"
 
 
