@@ -477,9 +477,9 @@ void CountPage(const LogHit* hit, PageView* page, PassResults* r) {
 }
 
 // The key of the hit's page text as Top URLs would list it (the URL up to
-// its query unless queries are shown), when the URL is a page; the slots
-// where it will be counted are requested.
-bool PageOf(const LogHit* hit, const ItemKey* urlKey, ItemKey* key) {
+// its query unless queries are shown), when the URL is a page; with
+// request, the page table's slot where it will be numbered is requested.
+bool PageOf(const LogHit* hit, const ItemKey* urlKey, bool request, ItemKey* key) {
   const char* url = hit->url;
   // The Top URLs key ends where the file-type filter stops looking (it holds
   // no '?'), unless it ends at a quote: the type is what follows its last
@@ -496,12 +496,11 @@ bool PageOf(const LogHit* hit, const ItemKey* urlKey, ItemKey* key) {
   if (!page) return false;
   if (m.pages && urlKey) {
     *key = *urlKey;
-    m.pageIds.Prefetch(key->hash);
   } else if (m.pages) {
     size_t length = m.showQuery ? strlen(url) : strcspn(url, "?\"");
     *key = MakeItemKey(nullptr, url, length, m.pagesIgnoreCase ? 1 : 0);
-    m.pageIds.Prefetch(key->hash);
   }
+  if (m.pages && request) m.pageIds.Prefetch(key->hash);
   return true;  // an empty text ("?query") is a page view that no list shows
 }
 
@@ -619,7 +618,10 @@ uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost,
               : keys.agentId >= 0 ? static_cast<uint32_t>(keys.agentId)
               : keys.agent        ? AgentIdOfKey(*keys.agent)
                                   : AgentId(hit->agent);
-  if (m.visitors || m.pages) {
+  // A robot's hits reach neither visitors nor the page table when robots
+  // are kept apart.
+  const bool robot = m.robots && KeysOfAgent(p.agentId).robotId >= 0;
+  if ((m.visitors || m.pages) && !robot) {
     // A host seen lately with the same browser text has its visitor's slot
     // in the pass's memo.
     VisitorMemo* memo = keys.visitorMemo;
@@ -635,7 +637,7 @@ uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost,
       p.visitorHash = PrefetchVisitor(p.host, p.agentId);
     }
   }
-  if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, keys.url, &p.pageKey);
+  if (m.visitors || m.pages || m.robots) p.isPage = PageOf(hit, keys.url, !robot, &p.pageKey);
   return p.agentId;
 }
 
