@@ -31,9 +31,10 @@ struct CompiledRules {
   std::vector<pcre2_code*> code;  // null for a rule that did not compile
   std::vector<uint32_t> tries;    // texts tried, up to kTriesBeforeMachineCode
   // What every match of rule i contains (lower case for a caseless rule),
-  // laid out flat: its choices are choices[choiceStart[i], choiceStart[i +
-  // 1]), and choice c is texts[textStart[c], textStart[c + 1]).  A browser
-  // text that holds none of the texts of some choice is not tried.
+  // laid out flat: its choices are numbered from choiceStart[i] up to
+  // choiceStart[i + 1], and choice c is texts[textStart[c], textStart[c +
+  // 1]).  A browser text that holds none of the texts of a choice is not
+  // tried.
   std::vector<uint32_t> choiceStart{0};
   std::vector<uint32_t> textStart{0};
   struct Text {
