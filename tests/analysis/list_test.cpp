@@ -57,7 +57,9 @@ TEST_F(ItemTable, SortAgreesWithStandardSortWithAndWithoutSortMemory) {
     const int size = std::vector<int>{0, 1, 2, 3, 5, 17, 300, 2100}[round / 3];
     for (int i = 0; i < size; ++i) {
       std::string text;
-      if (round % 3 == 2) text = random() % 2 ? "/archive/section/" : "/archive/s";  // prefixes of 8 bytes and more
+      // Prefixes of 8 bytes and more, and now and then a text that shares
+      // only its first byte with the others.
+      if (round % 3 == 2) text = random() % 9 == 0 ? "/a" : random() % 2 ? "/archive/section/" : "/archive/s";
       for (int n = 1 + random() % 12; n > 0; --n) text += "aAbB_[z"[random() % 7];
       for (int c = random() % 4; c >= 0; --c) add_item(&list, info_, text.c_str(), nullptr, nullptr, ignoreCase);
     }
