@@ -637,13 +637,15 @@ void KeyHost(const StatsFields* s, const char* host, HitKeys* keys) {
   keys->memo = &m;
 }
 
-// The number of the hit's browser text, when the host memo has it: a host
-// keeps its browser, and comparing the text is cheaper than hashing it.
-void AgentIdFromMemo(const char* agent, HitKeys* keys) {
-  if (!keys->memo || !keys->memo->agentIdPlusOne) return;
+// The number of the hit's browser text (length bytes), when the host memo
+// has it: a host keeps its browser, and comparing the text is cheaper than
+// hashing it.  False when the memo does not know it.
+bool AgentIdFromMemo(const char* agent, size_t length, HitKeys* keys) {
+  if (!keys->memo || !keys->memo->agentIdPlusOne) return false;
   const uint32_t id = keys->memo->agentIdPlusOne - 1;
-  if (!agent) agent = "";
-  if (AgentIdIs(id, agent, strnlen(agent, kWorkSize - 1))) keys->agentId = id;
+  if (!AgentIdIs(id, agent, length)) return false;
+  keys->agentId = id;
+  return true;
 }
 
 void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
@@ -670,10 +672,13 @@ void MakeHitKeys(const StatsFields* s, const LogHit* hit, HitKeys* keys) {
   // The newer sections number the browser text, by the host memo or else
   // by the agent's key; without them the host memo usually spares the hash
   // (CountBrowser).
-  if (mPass.audienceAgents) AgentIdFromMemo(hit->agent, keys);
-  if (s->browsers.show && hit->agent && mPass.audienceAgents && keys->agentId < 0) {
-    keys->agent = KeyFor(kBrowsersList, hit->agent, strnlen(hit->agent, kWorkSize - 1), false);
-    PrefetchItemSlot(*ListHead(kBrowsersList), keys->agent);
+  if (mPass.audienceAgents) {
+    const char* agent = hit->agent ? hit->agent : "";
+    const size_t length = strnlen(agent, kWorkSize - 1);
+    if (!AgentIdFromMemo(agent, length, keys) && s->browsers.show && hit->agent) {
+      keys->agent = KeyFor(kBrowsersList, agent, length, false);
+      PrefetchItemSlot(*ListHead(kBrowsersList), keys->agent);
+    }
   }
 }
 

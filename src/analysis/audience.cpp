@@ -48,21 +48,9 @@ bool IsPageType(std::string_view type) {
   if (type.empty()) return true;  // no extension
   type.remove_prefix(1);          // the dot
   if (type.size() < 2 || type.size() > 5) return false;
-  // Two overlapping loads from the text itself: a word put together byte
-  // by byte in memory and then read whole would wait for the bytes.
-  const char* p = type.data();
   const size_t n = type.size();
-  uint32_t head = 0, tail = 0;
-  uint64_t w;
-  if (n >= 4) {
-    memcpy(&head, p, 4);
-    memcpy(&tail, p + n - 4, 4);
-    w = head | uint64_t{tail} << (8 * (n - 4));
-  } else {
-    memcpy(&head, p, 2);
-    memcpy(&tail, p + n - 2, 2);
-    w = head | uint64_t{tail} << (8 * (n - 2));
-  }
+  uint64_t w = 0;
+  memcpy(&w, type.data(), n);
   w |= 0x2020202020ULL >> (8 * (5 - n));
   switch (n) {
     case 2: return w == word("pl");

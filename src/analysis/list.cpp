@@ -183,6 +183,28 @@ uint64_t ZeroBytes(uint64_t w) {
   return ~(((w & kLow7) + kLow7) | w | kLow7);
 }
 
+// How many leading bytes two node texts share, at most limit (folded when
+// asked).  Both are stored in whole words, zeros after the terminator, so
+// they are compared a word at a time; neither is read past its terminator.
+size_t CommonPrefix(const char* a, const char* b, size_t limit, int ignoreCase) {
+  size_t i = 0;
+  for (; i < limit; i += 8) {
+    uint64_t x = LoadWord(a + i, 8), y = LoadWord(b + i, 8);
+    if (ignoreCase) x = FoldWord(x), y = FoldWord(y);
+    // The first differing byte, or the terminator of texts equal so far.
+    const uint64_t stop = (x ^ y) ? x ^ y : ZeroBytes(y);
+    if (stop) {
+      if constexpr (std::endian::native == std::endian::little) {
+        i += static_cast<size_t>(__builtin_ctzll(stop)) / 8;
+      } else {
+        i += static_cast<size_t>(__builtin_clzll(stop)) / 8;
+      }
+      break;
+    }
+  }
+  return std::min(i, limit);
+}
+
 size_t PaddedTextSize(size_t len) { return (len + 8) & ~size_t{7}; }
 
 // The bytes of a node whose text is len bytes long.
@@ -401,11 +423,8 @@ size_t SharedPrefix(const ItemList* list) {
       shared = size - 8;  // the last word holds the terminator
       continue;
     }
-    size_t at = 0;
-    while (at + 8 <= std::min(shared, size - 8) &&
-           TextWordAt(text, at, size, list->ignoreCase) == TextWordAt(first, at, at + 8, list->ignoreCase))
-      at += 8;
-    shared = at;
+    // Whole words, short of each text's last (it holds the terminator).
+    shared = CommonPrefix(first, text, std::min(shared, size - 8), list->ignoreCase) & ~size_t{7};
     if (shared == 0) break;
   }
   return shared;
@@ -625,10 +644,7 @@ QueueEntry MakeEntry(ListItem* node, const char* text, const VictimQueue* q, int
   QueueEntry e{ReclaimLevel(node), false, 0, text, node};
   if (!q) return e;
   const size_t at = q->prefixLength;
-  for (size_t i = 0; i < at && !sharing; ++i) {
-    unsigned char c = static_cast<unsigned char>(text[i]), r = static_cast<unsigned char>(q->prefixText[i]);
-    if (c != r && (!ignoreCase || FoldByte(c) != FoldByte(r))) return e;  // a NUL ends it here too
-  }
+  if (!sharing && CommonPrefix(text, q->prefixText, at, ignoreCase) < at) return e;
   uint64_t w = LoadWord(text + at, strnlen(text + at, 8));
   e.shared = true;
   e.prefix = TextOrderWord(ignoreCase ? FoldWord(w) : w);
@@ -645,24 +661,8 @@ size_t SharedTextPrefix(const QueueEntry* entries, uint32_t n, int ignoreCase) {
   if (n == 0) return 0;
   const char* first = entries[0].text;
   size_t shared = strlen(first);
-  for (uint32_t k = 1; k < n && shared > 0; ++k) {
-    const char* text = entries[k].text;
-    size_t i = 0;
-    for (; i < shared; i += 8) {
-      uint64_t a = LoadWord(first + i, 8), b = LoadWord(text + i, 8);
-      if (ignoreCase) a = FoldWord(a), b = FoldWord(b);
-      if (a != b) {
-        if constexpr (std::endian::native == std::endian::little) {
-          i += static_cast<size_t>(__builtin_ctzll(a ^ b)) / 8;
-        } else {
-          i += static_cast<size_t>(__builtin_clzll(a ^ b)) / 8;
-        }
-        break;
-      }
-      if (ZeroBytes(b)) break;  // text ends in this word (and equals first so far)
-    }
-    shared = std::min(shared, i);
-  }
+  for (uint32_t k = 1; k < n && shared > 0; ++k)
+    shared = CommonPrefix(first, entries[k].text, shared, ignoreCase);
   return shared;
 }
 

@@ -11,6 +11,7 @@
 // report prints that figure.
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 
 #include <signal.h>
 #include <sys/mman.h>
@@ -196,42 +197,43 @@ inline bool NextField() {
   return true;
 }
 
+// The next field (as NextField cuts it) with the cursor moved past it, or
+// null when the line has no more.
+inline char* TakeField() {
+  SuperLogState& s = mState;
+  if (!NextField()) return nullptr;
+  s.mpFieldStart = s.mpNextFieldStart;
+  return s.mpValidStart;
+}
+
 // The fields of the combined and common formats' template ("Shmw1qrcfa"),
 // the usual one, split without looking the template up field by field;
 // the result is the template loop's.
 void SplitCombinedFields(LogHit* hit, LineFields* lf) {
   SuperLogState& s = mState;
   s.mSepType = 'S';
-  if (!NextField()) return;
-  hit->host = s.mpValidStart;
+  char* field;
+  if (!(field = TakeField())) return;
+  hit->host = field;
   lf->haveHost = true;
-  s.mpFieldStart = s.mpNextFieldStart;
-  char** const plain[] = {&hit->realm, &hit->user};
-  for (char** field : plain) {
-    if (!NextField()) return;
-    *field = s.mpValidStart;
-    s.mpFieldStart = s.mpNextFieldStart;
+  for (char** plain : {&hit->realm, &hit->user}) {
+    if (!(field = TakeField())) return;
+    *plain = field;
   }
-  if (!NextField()) return;
-  ParseDateTime1(s.mpValidStart, &hit->tm);
+  if (!(field = TakeField())) return;
+  ParseDateTime1(field, &hit->tm);
   lf->dated = true;
-  s.mpFieldStart = s.mpNextFieldStart;
-  if (!NextField()) return;
-  TrimFullRequest();
+  if (!TakeField()) return;
+  TrimFullRequest();  // the field just taken, still in mpValidStart
   hit->url = s.mpValidStart;
   lf->haveUrl = true;
-  s.mpFieldStart = s.mpNextFieldStart;
-  int32_t* const numbers[] = {&hit->status, &hit->bytes};
-  for (int32_t* number : numbers) {
-    if (!NextField()) return;
-    *number = LeadingInteger(s.mpValidStart);
-    s.mpFieldStart = s.mpNextFieldStart;
+  for (int32_t* number : {&hit->status, &hit->bytes}) {
+    if (!(field = TakeField())) return;
+    *number = LeadingInteger(field);
   }
-  char** const quoted[] = {&hit->referrer, &hit->agent};
-  for (char** field : quoted) {
-    if (!NextField()) return;
-    *field = s.mpValidStart;
-    s.mpFieldStart = s.mpNextFieldStart;
+  for (char** quoted : {&hit->referrer, &hit->agent}) {
+    if (!(field = TakeField())) return;
+    *quoted = field;
   }
 }
 

@@ -46,8 +46,10 @@ class Audience : public SettingsTest {
     testing_support::WriteFile(dir.file("access.log"), log);
     // Once as asked, once with domains on, so that the pass also keeps its
     // memo of recent hosts (browser-text numbers, visitors' slots): both
-    // must count alike.
+    // must count alike.  Under a memory ceiling the domains list would take
+    // its share of memory, so there the second run could differ.
     for (bool domains : {false, true}) {
+      if (domains && smallMemory) break;
       Reset();
       AnalysisResetForTesting();
       settings.find.set("/"), settings.subdirs = 1;
@@ -66,11 +68,11 @@ class Audience : public SettingsTest {
       for (ListItem* node = SortList(r->exitPages); node; node = node->next) ends[node->item] = node->count;
       const auto figures = std::make_tuple(r->visitTotals.visitors, r->visitTotals.visits, r->visitTotals.pages,
                                            r->visitDays[0].visits, r->visitDays[1].visitors, r->visitSeconds);
-      if (domains && !smallMemory) {  // the domains list shares the memory ceiling
+      if (domains) {
         EXPECT_EQ(views, pageViews);
         EXPECT_EQ(ends, exits);
         EXPECT_EQ(figures, std::make_tuple(totals.visitors, totals.visits, totals.pages, day0.visits, day1.visitors, seconds));
-      } else if (!domains) {
+      } else {
         pageViews = views, exits = ends;
         totals = r->visitTotals, day0 = r->visitDays[0], day1 = r->visitDays[1], seconds = r->visitSeconds;
       }
