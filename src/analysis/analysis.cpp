@@ -27,6 +27,7 @@
 #include "analysis/audience.h"
 #include "analysis/dns_cache.h"
 #include "analysis/filters.h"
+#include "analysis/held_counts.h"
 #include "analysis/list.h"
 #include "analysis/pass_results.h"
 #include "analysis/search_phrases.h"
@@ -82,14 +83,10 @@ constexpr size_t kAgentMemoSize = 512;
 
 // The Browsers node and browser tests of one browser text, by its number,
 // when the newer sections number browser texts: a hit of a known text is
-// then held back as one more in `held` instead of being compared with the
-// node's text and counted there.  The held counts reach the node before
-// smart memory reclaims and when the pass ends (CountHeldBrowsers), so the
-// list holds the same counts whenever anything reads it.
+// then held for the node (HeldCounts) instead of being compared with the
+// node's text and counted there.
 struct AgentBrowser {
-  ListItem* node = nullptr;
-  int32_t reclaimed = 0;  // the Browsers list's reclaimed nodes when remembered
-  uint32_t held = 0;
+  NodeMemo memo;
   AgentFlags flags;
 };
 
@@ -128,6 +125,11 @@ struct HostMemo {
 };
 constexpr size_t kHostMemoSize = 1024;
 
+// The memo of a numbered browser text's Browsers node, and the Browsers
+// list (for the held counts).
+NodeMemo& BrowserMemo(uint8_t list, uint32_t id);
+ItemList** BrowsersList(uint8_t list);
+
 struct AnalysisState {
   PassResults results;
   ListInfo* info[kListCount] = {};
@@ -146,7 +148,7 @@ struct AnalysisState {
   AgentFlags agentMemo[kAgentMemoSize] = {};  // by the node's address
   int32_t agentMemoReclaimed = 0;  // the Browsers list's reclaimed nodes when the memo was valid
   std::vector<AgentBrowser> agentBrowsers;  // by browser-text number
-  std::vector<uint32_t> heldBrowsers;       // the numbers whose held count is not 0
+  HeldCounts heldBrowsers{BrowserMemo, BrowsersList};
 };
 
 }  // namespace
@@ -156,6 +158,9 @@ namespace {
 AnalysisState mPass;       // one run of the pass; its counters outlive the run
 HostMemo mHostMemo[kHostMemoSize];  // by the host's hash; emptied with mPass
 int32_t mLineCounter = 0;  // lines since the last keep-alive blank
+
+NodeMemo& BrowserMemo(uint8_t, uint32_t id) { return mPass.agentBrowsers[id].memo; }
+ItemList** BrowsersList(uint8_t) { return &mPass.results.browsers; }
 }  // namespace
 // ------------------------------------------------------------------------------
 
@@ -402,35 +407,21 @@ void CountBrowser(const char* agent, const ItemKey& agentKey, HostMemo* memo) {
 void CountBrowserById(const char* agent, uint32_t id, const ItemKey& agentKey) {
   if (id >= mPass.agentBrowsers.size()) mPass.agentBrowsers.resize(id + 1);
   AgentBrowser& b = mPass.agentBrowsers[id];
-  ListInfo* info = mPass.info[kBrowsersList];
-  if (b.node && b.reclaimed == info->reclaimed) {
-    if (b.held++ == 0) mPass.heldBrowsers.push_back(id);
-  } else {
+  if (!mPass.heldBrowsers.Hold(0, id, b.memo)) {
     const ItemKey key = agentKey.text
                             ? agentKey
                             : KeyFor(kBrowsersList, agent, strnlen(agent, kWorkSize - 1), false);
-    // Making the node may reclaim nodes of this list first: the count is
-    // read after it.
-    b.node = add_item_key(ListHead(kBrowsersList), info, key, nullptr, nullptr);
-    b.reclaimed = info->reclaimed;
-    b.flags = TestAgent(b.node, agent);
+    mPass.heldBrowsers.Remember(
+        b.memo, add_item_key(ListHead(kBrowsersList), mPass.info[kBrowsersList], key, nullptr, nullptr));
+    b.flags = TestAgent(b.memo.node, agent);
   }
   ++mPass.results.browserHits;
   if (b.flags.msie) ++MsieCount;
   if (b.flags.netscape) ++NavCount;
 }
 
-void CountHeldBrowsers() {
-  for (uint32_t id : mPass.heldBrowsers) {
-    AgentBrowser& b = mPass.agentBrowsers[id];
-    CountNodeAgain(*ListHead(kBrowsersList), b.node, static_cast<int32_t>(b.held));
-    b.held = 0;
-  }
-  mPass.heldBrowsers.clear();
-}
-
 void BeforeReclaim() {
-  CountHeldBrowsers();
+  mPass.heldBrowsers.Flush();
   AudienceBeforeReclaim();
 }
 
@@ -863,7 +854,7 @@ void CleanUp() {
 PassResults* RunAnalysisPass(StatsFields* settings) {
   if (!SetUp(settings)) return nullptr;
   ReadAllLogs(settings);
-  CountHeldBrowsers();
+  mPass.heldBrowsers.Flush();
   if (mPass.audience) AudienceFinish(&mPass.results);
   // With nothing ever reclaimed, the peak is simply what is in use now.
   if (gSM_TotalBytesFreed == 0) gSM_MaximumBytesAllocated = gSM_CurrentBytesAllocated;

@@ -25,6 +25,7 @@
 
 #include "analysis/agents.h"
 #include "analysis/filters.h"
+#include "analysis/held_counts.h"
 #include "analysis/list.h"
 #include "analysis/pass_results.h"
 #include "analysis/text_ids.h"
@@ -102,29 +103,15 @@ struct HostKey {
   std::string_view text;  // the host as logged, while the hit lasts
 };
 
-// A list node remembered for a small number (a status code, a browser
-// text, a page), so that a hit of a known number need not find the node by
-// its text: it is held back as one more in `held`, and the held counts
-// reach their nodes together (CountHeld), before smart memory reclaims and
-// when the pass ends, so that the lists hold the same counts whenever
-// anything reads them.  Valid while smart memory has not reclaimed since it
-// was remembered.
-struct NodeMemo {
-  ListItem* node = nullptr;
-  uint32_t epoch = 0;  // AudienceState::epoch when remembered
-  uint32_t held = 0;
-};
-
 // The lists of these sections, by their index in AudienceState::info.
 enum ListIndex : uint8_t {
   kPages, kEntryPages, kExitPages, kStatusCodes, kFamilies, kSystems, kRobots
 };
 
-// A memo with held counts: its list and the number it belongs to.
-struct HeldMemo {
-  ListIndex list;
-  uint32_t id;
-};
+// The memo of number id for one of the lists, and the list (for the held
+// counts).
+NodeMemo& MemoOf(uint8_t list, uint32_t id);
+ItemList** ListOf(uint8_t list);
 
 struct SideFigures {
   int32_t pages = 0;
@@ -200,8 +187,7 @@ struct AudienceState {
   TextIds robotIds;
   std::vector<SideFigures> robotFigures;  // by robot family number
   StatusKey statusKeys[kStatusKeys] = {};
-  std::vector<HeldMemo> held;  // the memos whose held count is not 0
-  uint32_t epoch = 1;          // one more at each reclamation: older memos are void
+  HeldCounts held{MemoOf, ListOf};
 };
 
 AudienceState m;
@@ -218,40 +204,21 @@ ItemKey KnownKey(const char* text, uint32_t length, uint32_t hash, bool ignoreCa
   return ItemKey{text, length, hash, fold, fold};
 }
 
-ItemList** ListOf(ListIndex list) {
+ItemList** ListOf(uint8_t list) {
   PassResults* r = m.results;
   ItemList** lists[] = {&r->pages,   &r->entryPages,       &r->exitPages, &r->statusCodes,
                         &r->browserFamilies, &r->operatingSystems, &r->robots};
   return lists[list];
 }
 
-NodeMemo& MemoOf(ListIndex list, uint32_t id);  // below, with the tables
-
-// Puts the held counts into their nodes; before a reclamation, which may
-// free any node, so the memos made before it are void after it.
-void CountHeld() {
-  for (const HeldMemo& h : m.held) {
-    NodeMemo& memo = MemoOf(h.list, h.id);
-    CountNodeAgain(*ListOf(h.list), memo.node, static_cast<int32_t>(memo.held));
-    memo.held = 0;
-  }
-  m.held.clear();
-  ++m.epoch;
-}
-
-// Holds one more hit for the remembered node, when it is still valid.
+// Holds one more hit for memo's node when it is still there.
 [[gnu::always_inline]] inline bool HoldForMemo(ListIndex list, uint32_t id, NodeMemo& memo) {
-  if (memo.epoch != m.epoch || !memo.node) return false;
-  if (memo.held++ == 0) m.held.push_back({list, id});
-  return true;
+  return m.held.Hold(list, id, memo);
 }
 
 // Counts key into a list and remembers the node in memo.
 [[gnu::noinline]] void AddAndRemember(ListIndex list, NodeMemo& memo, const ItemKey& key) {
-  // Making the node may reclaim nodes of this list first: the count is read
-  // after it.
-  memo.node = add_item_key(ListOf(list), m.info[list], key, nullptr, nullptr);
-  memo.epoch = m.epoch;
+  m.held.Remember(memo, add_item_key(ListOf(list), m.info[list], key, nullptr, nullptr));
 }
 
 // Counts key into a list through the node remembered for number id.
@@ -546,8 +513,8 @@ void AddAgentClass(ListIndex list, uint32_t id, NodeMemo& memo, uint32_t hash) {
   if (!HoldForMemo(list, id, memo)) AddAgentClassNode(list, id, memo, hash);
 }
 
-NodeMemo& MemoOf(ListIndex list, uint32_t id) {
-  switch (list) {
+NodeMemo& MemoOf(uint8_t list, uint32_t id) {
+  switch (static_cast<ListIndex>(list)) {
     case kPages: return m.pageIds.PayloadOf(id).page;
     case kEntryPages: return m.pageEnds[id].entry;
     case kExitPages: return m.pageEnds[id].exit;
@@ -594,7 +561,7 @@ void AudienceStart(const StatsFields* s, PassResults* r) {
   m.results = r;
 }
 
-void AudienceBeforeReclaim() { CountHeld(); }
+void AudienceBeforeReclaim() { m.held.Flush(); }
 
 uint32_t PrepareAudienceHit(const LogHit* hit, const char* loggedHost,
                             const AudienceHitKeys& keys) {
@@ -670,7 +637,7 @@ void CountAudienceHit(const StatsFields*, const LogHit* hit, const char* loggedH
 void AudienceFinish(PassResults* r) {
   for (Visitor& v : m.visitorTable)
     if (v.tag) EndVisit(v, r);
-  CountHeld();
+  m.held.Flush();
 }
 
 void AudienceFree(PassResults* r) {
@@ -681,7 +648,7 @@ void AudienceFree(PassResults* r) {
   }
   for (ListInfo*& info : m.info) info = nullptr;
   m.results = nullptr;
-  m.held = {};
+  m.held.Clear();
   for (Prepared& p : m.prepared) p = {};
   m.preparedFirst = m.preparedCount = 0;
   m.visitorTable.Release();
@@ -720,6 +687,6 @@ long AudienceMemoryBytes() {
          static_cast<long>(m.pageEnds.capacity() * sizeof(PageEnds) +
                            m.robotFigures.capacity() * sizeof(SideFigures) +
                            m.agentKeys.capacity() * sizeof(AgentKeys) +
-                           m.held.capacity() * sizeof(HeldMemo)) +
+                           m.held.Bytes()) +
          AgentsMemoryBytes();
 }
